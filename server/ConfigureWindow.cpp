@@ -1,0 +1,262 @@
+#include "server/ConfigureWindow.h"
+
+#include "platform/Prompter.h"
+#include "platform/SettingsStore.h"
+#include "shell/AppContext.h"
+#include "shell/AppWindows.h"
+#include "shell/ProgramExit.h"
+#include "shell/StatusWindow.h"
+
+#include <QDir>
+#include <QEvent>
+#include <QGridLayout>
+#include <QGroupBox>
+#include <QHBoxLayout>
+#include <QLabel>
+#include <QLineEdit>
+#include <QPlainTextEdit>
+#include <QPushButton>
+#include <QTimer>
+#include <QVBoxLayout>
+
+namespace {
+
+// The proposals a first run shows, in the platform's own form of a folder path.
+#ifdef Q_OS_WIN
+const QString DefaultServuPath = QStringLiteral("C:\\Program files\\Serv-U\\");
+const QString DefaultFtpDirectory = QStringLiteral("C:\\FTPServer\\");
+#else
+const QString DefaultServuPath = QStringLiteral("/opt/Serv-U/");
+const QString DefaultFtpDirectory = QStringLiteral("/srv/ftp/");
+#endif
+
+QGroupBox* frame(const QString& objectName, const QString& caption, QWidget* parent)
+{
+    auto* box = new QGroupBox(caption, parent);
+    box->setObjectName(objectName);
+    return box;
+}
+
+QPushButton* button(const QString& objectName, const QString& caption, QWidget* parent)
+{
+    auto* result = new QPushButton(caption, parent);
+    result->setObjectName(objectName);
+    return result;
+}
+
+} // namespace
+
+ConfigureWindow::ConfigureWindow(AppContext& context, AppWindows& windows, QWidget* parent)
+    : QDialog(parent)
+    , m_ctx(context)
+    , m_windows(windows)
+{
+    setObjectName(QStringLiteral("frmConfigure"));
+    setWindowTitle(QStringLiteral("Quillmere Configuration"));
+    setupControls();
+    setupLayout();
+    setupTimer();
+    checkLabelStatus();
+}
+
+void ConfigureWindow::setupControls()
+{
+    m_txtServuPath = new QLineEdit(DefaultServuPath, this);
+    m_txtServuPath->setObjectName(QStringLiteral("txtServuPath"));
+    m_txtServuPath->installEventFilter(this);
+    m_cmdBrowseProgramPath = button(QStringLiteral("cmdBrowseProgramPath"), QStringLiteral("..."), this);
+    m_label3 = new QLabel(QStringLiteral("Must be located on this computer."), this);
+    m_label3->setObjectName(QStringLiteral("Label3"));
+
+    m_txtFTPdirectory = new QLineEdit(DefaultFtpDirectory, this);
+    m_txtFTPdirectory->setObjectName(QStringLiteral("txtFTPdirectory"));
+    m_cmdBrowseServerPath = button(QStringLiteral("cmdBrowseServerPath"), QStringLiteral("..."), this);
+
+    m_label1 = new QLabel(QStringLiteral("Database connection string"), this);
+    m_label1->setObjectName(QStringLiteral("Label1"));
+    m_txtConnectionString = new QPlainTextEdit(this);
+    m_txtConnectionString->setObjectName(QStringLiteral("txtConnectionString"));
+    m_txtConnectionString->setVerticalScrollBarPolicy(Qt::ScrollBarAlwaysOn);
+    m_txtConnectionString->setTabChangesFocus(true);
+    m_label1->setBuddy(m_txtConnectionString);
+    m_cmdConnectionString = button(QStringLiteral("cmdConnectionString"), QStringLiteral("Database Wizard"), this);
+
+    m_lblRules = new QLabel(QStringLiteral("No IP rules are set. Server is available to everyone."), this);
+    m_lblRules->setObjectName(QStringLiteral("lblRules"));
+    m_lblRules->setWordWrap(true);
+    m_cmdGlobalIPAccess = button(QStringLiteral("cmdGlobalIPAccess"), QStringLiteral("Modify IP Rules"), this);
+
+    m_cmdCommitChanges = button(QStringLiteral("cmdCommitChanges"), QStringLiteral("Commit changes"), this);
+    m_cmdCommitChanges->setDefault(true);
+    m_cmdCancel = button(QStringLiteral("cmdCancel"), QStringLiteral("Cancel"), this);
+
+    for (QPushButton* browse : {m_cmdBrowseProgramPath, m_cmdBrowseServerPath})
+        browse->setFixedWidth(36);
+
+    connect(m_cmdBrowseProgramPath, &QPushButton::clicked, this, &ConfigureWindow::cmdBrowseProgramPath_Click);
+    connect(m_cmdBrowseServerPath, &QPushButton::clicked, this, &ConfigureWindow::cmdBrowseServerPath_Click);
+    connect(m_cmdConnectionString, &QPushButton::clicked, this, &ConfigureWindow::cmdConnectionString_Click);
+    connect(m_cmdGlobalIPAccess, &QPushButton::clicked, this, &ConfigureWindow::cmdGlobalIPAccess_Click);
+    connect(m_cmdCommitChanges, &QPushButton::clicked, this, &ConfigureWindow::cmdCommitChanges_Click);
+    connect(m_cmdCancel, &QPushButton::clicked, this, &ConfigureWindow::cmdCancel_Click);
+}
+
+void ConfigureWindow::setupLayout()
+{
+    auto* frame4 = frame(QStringLiteral("Frame4"), QStringLiteral("Serv-u program path"), this);
+    auto* frame4Layout = new QGridLayout(frame4);
+    frame4Layout->addWidget(m_txtServuPath, 0, 0);
+    frame4Layout->addWidget(m_cmdBrowseProgramPath, 0, 1);
+    frame4Layout->addWidget(m_label3, 1, 0, 1, 2);
+    m_label3->setForegroundRole(QPalette::PlaceholderText);
+
+    auto* frame6 = frame(QStringLiteral("Frame6"), QStringLiteral("Default FTP server directory"), this);
+    auto* frame6Layout = new QHBoxLayout(frame6);
+    frame6Layout->addWidget(m_txtFTPdirectory);
+    frame6Layout->addWidget(m_cmdBrowseServerPath);
+
+    auto* frame1 = frame(QStringLiteral("Frame1"), QStringLiteral("Database"), this);
+    auto* frame1Layout = new QVBoxLayout(frame1);
+    frame1Layout->addWidget(m_label1);
+    frame1Layout->addWidget(m_txtConnectionString);
+    m_txtConnectionString->setMinimumHeight(72);
+    m_txtConnectionString->setMaximumHeight(96);
+    auto* wizardRow = new QHBoxLayout;
+    wizardRow->addStretch(1);
+    wizardRow->addWidget(m_cmdConnectionString);
+    frame1Layout->addLayout(wizardRow);
+
+    auto* frame5 = frame(QStringLiteral("Frame5"), QStringLiteral("Global IP Access Rules"), this);
+    auto* frame5Layout = new QHBoxLayout(frame5);
+    frame5Layout->addWidget(m_lblRules, 1);
+    frame5Layout->addWidget(m_cmdGlobalIPAccess);
+
+    auto* buttons = new QHBoxLayout;
+    buttons->addStretch(1);
+    buttons->addWidget(m_cmdCommitChanges);
+    buttons->addWidget(m_cmdCancel);
+
+    auto* layout = new QVBoxLayout(this);
+    layout->setContentsMargins(14, 14, 14, 14);
+    layout->setSpacing(10);
+    layout->addWidget(frame4);
+    layout->addWidget(frame6);
+    layout->addWidget(frame1);
+    layout->addWidget(frame5);
+    layout->addStretch(1);
+    layout->addLayout(buttons);
+
+    setMinimumWidth(560);
+    resize(600, sizeHint().height());
+}
+
+void ConfigureWindow::setupTimer()
+{
+    m_tmrEnableCommit = new QTimer(this);
+    m_tmrEnableCommit->setObjectName(QStringLiteral("tmrEnableCommit"));
+    m_tmrEnableCommit->setInterval(100);
+    connect(m_tmrEnableCommit, &QTimer::timeout, this, &ConfigureWindow::tmrEnableCommit_Timer);
+}
+
+void ConfigureWindow::enableCommitTimer()
+{
+    m_tmrEnableCommit->start();
+}
+
+bool ConfigureWindow::isCommitTimerActive() const
+{
+    return m_tmrEnableCommit->isActive();
+}
+
+void ConfigureWindow::fillFromStoredSettings()
+{
+    m_txtConnectionString->setPlainText(m_ctx.settings.readConnectionString());
+    m_txtFTPdirectory->setText(m_ctx.settings.getRegSettings(QStringLiteral("ftp_directory")));
+    m_txtServuPath->setText(m_ctx.settings.getRegSettings(QStringLiteral("servu_path")));
+}
+
+QString ConfigureWindow::servuPath() const
+{
+    return m_txtServuPath->text();
+}
+
+QString ConfigureWindow::ftpDirectory() const
+{
+    return m_txtFTPdirectory->text();
+}
+
+QString ConfigureWindow::connectionString() const
+{
+    return m_txtConnectionString->toPlainText();
+}
+
+void ConfigureWindow::setConnectionString(const QString& text)
+{
+    m_txtConnectionString->setPlainText(text);
+}
+
+void ConfigureWindow::tmrEnableCommit_Timer()
+{
+    m_cmdCommitChanges->setEnabled(!m_txtServuPath->text().isEmpty() && !m_txtFTPdirectory->text().isEmpty()
+                                   && !m_txtConnectionString->toPlainText().isEmpty());
+}
+
+void ConfigureWindow::cmdBrowseProgramPath_Click()
+{
+    const QString folder = m_ctx.prompter.chooseFolder({QStringLiteral("Select the path of your Serv-u program"), {}});
+    if (!folder.isEmpty())
+        m_txtServuPath->setText(folder);
+}
+
+void ConfigureWindow::cmdBrowseServerPath_Click()
+{
+    const QString folder = m_ctx.prompter.chooseFolder({QStringLiteral("Select default FTP server directory"), {}});
+    if (!folder.isEmpty())
+        m_txtFTPdirectory->setText(folder);
+}
+
+void ConfigureWindow::txtServuPath_LostFocus()
+{
+    // A hidden way to the status log for support calls.
+    if (m_txtServuPath->text().toLower() == QLatin1String("show log"))
+        m_ctx.prompter.runModal(&m_windows.status());
+}
+
+void ConfigureWindow::cmdConnectionString_Click()
+{
+}
+
+void ConfigureWindow::cmdGlobalIPAccess_Click()
+{
+}
+
+void ConfigureWindow::cmdCommitChanges_Click()
+{
+}
+
+void ConfigureWindow::checkLabelStatus()
+{
+}
+
+void ConfigureWindow::cmdCancel_Click()
+{
+    m_tmrEnableCommit->stop();
+    if (m_tag == RepairTag) {
+        endAfterConnectionFailure(m_ctx);
+        return;
+    }
+    hide();
+}
+
+void ConfigureWindow::reject()
+{
+    // Escape and the close box mean Cancel.
+    cmdCancel_Click();
+}
+
+bool ConfigureWindow::eventFilter(QObject* watched, QEvent* event)
+{
+    if (watched == m_txtServuPath && event->type() == QEvent::FocusOut)
+        txtServuPath_LostFocus();
+    return QDialog::eventFilter(watched, event);
+}

@@ -1,0 +1,24 @@
+#include "shell/AppContext.h"
+
+#include "shell/StatusLog.h"
+
+AppContext::AppContext(SettingsStore& settings, Prompter& prompter, StatusLog& log, const Clock& clock,
+                       TrayIcon& tray, ProgramStarter& starter, ProcessControl& process, InstanceLock& instanceLock,
+                       KeySender& keys, QString programDir)
+    : settings(settings)
+    , prompter(prompter)
+    , log(log)
+    , clock(clock)
+    , tray(tray)
+    , starter(starter)
+    , process(process)
+    , instanceLock(instanceLock)
+    , keys(keys)
+    , programDir(std::move(programDir))
+{
+}
+
+void AppContext::logStatus(const QString& message)
+{
+    log.logStatus(message);
+}

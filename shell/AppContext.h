@@ -1,0 +1,47 @@
+#pragma once
+
+#include <QRandomGenerator>
+#include <QString>
+
+#include <functional>
+
+class Clock;
+class InstanceLock;
+class KeySender;
+class ProcessControl;
+class ProgramStarter;
+class Prompter;
+class SettingsStore;
+class StatusLog;
+class TrayIcon;
+
+// Everything a window or an operation needs from the outside world, built once in
+// main() and handed to every window. Tests build it from doubles for the prompter,
+// the process end, the program starter and the clock, and real parts elsewhere.
+struct AppContext
+{
+    AppContext(SettingsStore& settings, Prompter& prompter, StatusLog& log, const Clock& clock, TrayIcon& tray,
+               ProgramStarter& starter, ProcessControl& process, InstanceLock& instanceLock, KeySender& keys,
+               QString programDir);
+
+    SettingsStore& settings;
+    Prompter& prompter;
+    StatusLog& log;
+    const Clock& clock;
+    TrayIcon& tray;
+    ProgramStarter& starter;
+    ProcessControl& process;
+    InstanceLock& instanceLock;
+    KeySender& keys;
+    // The folder of the running executable, without a trailing separator.
+    QString programDir;
+
+    // Seeded from the clock when the main window loads; the database wizard draws from it.
+    QRandomGenerator random{};
+
+    // Steps of the main window's load that the database layer provides.
+    std::function<void()> accountSweep;
+    std::function<void()> lowerCaseStoredPaths;
+
+    void logStatus(const QString& message);
+};

@@ -1,0 +1,66 @@
+#include "shell/AppWindows.h"
+
+#include "maintenance/AboutWindow.h"
+#include "server/ConfigureWindow.h"
+#include "shell/AppContext.h"
+#include "shell/MainWindow.h"
+#include "shell/ProgramExit.h"
+#include "shell/SplashWindow.h"
+#include "shell/StatusWindow.h"
+
+#include <QGuiApplication>
+#include <QSessionManager>
+
+AppWindows::AppWindows(AppContext& context)
+    : m_ctx(context)
+{
+    // The end of the desktop session ends the program without the exit question.
+    connect(qGuiApp, &QGuiApplication::commitDataRequest, this,
+            [this](QSessionManager&) { exitProgram(m_ctx, ExitMode::AtOnce); });
+}
+
+AppWindows::~AppWindows() = default;
+
+void AppWindows::start()
+{
+    splash().start();
+}
+
+SplashWindow& AppWindows::splash()
+{
+    if (!m_splash) {
+        m_splash = std::make_unique<SplashWindow>(m_ctx);
+        connect(m_splash.get(), &SplashWindow::mainWindowRequested, this, [this] { main().showMain(); });
+    }
+    return *m_splash;
+}
+
+MainWindow& AppWindows::main()
+{
+    if (!m_main)
+        m_main = std::make_unique<MainWindow>(m_ctx, *this);
+    return *m_main;
+}
+
+StatusWindow& AppWindows::status()
+{
+    if (!m_status)
+        m_status = std::make_unique<StatusWindow>(m_ctx.log);
+    return *m_status;
+}
+
+AboutWindow& AppWindows::about()
+{
+    if (!m_about) {
+        m_about = std::make_unique<AboutWindow>();
+        connect(m_about.get(), &AboutWindow::showLogRevealed, this, [this] { main().revealShowLog(); });
+    }
+    return *m_about;
+}
+
+ConfigureWindow& AppWindows::configure()
+{
+    if (!m_configure)
+        m_configure = std::make_unique<ConfigureWindow>(m_ctx, *this);
+    return *m_configure;
+}

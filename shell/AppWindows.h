@@ -1,0 +1,43 @@
+#pragma once
+
+#include <QObject>
+
+#include <memory>
+
+struct AppContext;
+class AboutWindow;
+class ConfigureWindow;
+class MainWindow;
+class SplashWindow;
+class StatusWindow;
+
+// Owns every window of the run. Each is created on first use and afterwards only
+// hidden and shown again, so its controls keep their contents. The windows reach
+// each other through here, and the links between them are wired here.
+class AppWindows : public QObject
+{
+    Q_OBJECT
+
+public:
+    explicit AppWindows(AppContext& context);
+    ~AppWindows() override;
+
+    // Shows the splash; its timers carry the start-up on to the main window.
+    void start();
+
+    SplashWindow& splash();
+    MainWindow& main();
+    StatusWindow& status();
+    AboutWindow& about();
+    ConfigureWindow& configure();
+
+    bool hasMain() const { return m_main != nullptr; }
+
+private:
+    AppContext& m_ctx;
+    std::unique_ptr<SplashWindow> m_splash;
+    std::unique_ptr<MainWindow> m_main;
+    std::unique_ptr<StatusWindow> m_status;
+    std::unique_ptr<AboutWindow> m_about;
+    std::unique_ptr<ConfigureWindow> m_configure;
+};
