@@ -25,6 +25,22 @@ std::unique_ptr<QSettings> openSettings(const QString& filePath, const QString& 
 }
 #endif
 
+// QSettings reports a malformed section header only to the instance that parsed
+// the file first (later ones read its process-wide cache), so the one flaw that
+// makes it misread a file is looked for here.
+bool hasUnclosedSection(const QString& filePath)
+{
+    QFile file(filePath);
+    if (!file.open(QIODevice::ReadOnly))
+        return false;
+    while (!file.atEnd()) {
+        const QByteArray line = file.readLine().trimmed();
+        if (line.startsWith('[') && !line.contains(']'))
+            return true;
+    }
+    return false;
+}
+
 } // namespace
 
 SettingsStore::SettingsStore(LogSink log, QString filePath, Access access)
@@ -67,12 +83,17 @@ SettingsStore::OpenResult SettingsStore::openKey(const QString& keyPath) const
         return AccessDenied;
     probe.close();
     auto settings = openSettings(m_path, keyPath);
-    if (settings->status() != QSettings::NoError)
+    // QSettings parses the file on its first read, so the status is asked afterwards.
+    const bool empty = settings->childKeys().isEmpty() && settings->childGroups().isEmpty();
+    if (settings->status() != QSettings::NoError || hasUnclosedSection(m_path))
         return InvalidData;
-    if (settings->childKeys().isEmpty() && settings->childGroups().isEmpty())
-        return NotFound;
-    return Success;
+    return empty ? NotFound : Success;
 #endif
+}
+
+SettingsStore::OpenResult SettingsStore::openKeyForWriting(const QString& keyPath) const
+{
+    return m_access == Access::ReadOnly ? AccessDenied : openKey(keyPath);
 }
 
 int SettingsStore::createKey(const QString& keyPath)
@@ -113,7 +134,7 @@ QString SettingsStore::readValue(const QString& keyPath, const QString& name, in
 void SettingsStore::writeValue(const QString& keyPath, const QString& name, const QString& value)
 {
     auto settings = openSettings(m_path, keyPath);
-    if (settings->status() != QSettings::NoError || !settings->isWritable())
+    if (!settings->isWritable())
         return;
     settings->setValue(name, value);
     settings->sync();
@@ -136,7 +157,7 @@ bool SettingsStore::saveConnectionString(const QString& text)
     log(QStringLiteral("registry"));
     log(QStringLiteral("open the registry"));
     bool usable = false;
-    switch (openKey(ConnectionKey)) {
+    switch (openKeyForWriting(ConnectionKey)) {
     case Success:
         log(QStringLiteral("No error"));
         usable = true;
@@ -155,7 +176,7 @@ bool SettingsStore::saveConnectionString(const QString& text)
 
 void SettingsStore::saveRegSetting(const QString& name, const QString& value)
 {
-    const OpenResult opened = openKey(SettingsKey);
+    const OpenResult opened = openKeyForWriting(SettingsKey);
     bool usable = false;
     if (opened == Success) {
         log(QStringLiteral("No error"));

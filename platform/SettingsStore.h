@@ -47,6 +47,7 @@ public:
 
 private:
     OpenResult openKey(const QString& keyPath) const;
+    OpenResult openKeyForWriting(const QString& keyPath) const;
     int createKey(const QString& keyPath);
     QString readValue(const QString& keyPath, const QString& name, int maxLength) const;
     void writeValue(const QString& keyPath, const QString& name, const QString& value);

@@ -409,12 +409,9 @@ void MainWindow::changeEvent(QEvent* event)
 
 void MainWindow::closeEvent(QCloseEvent* event)
 {
-    // The administrator's close (close box, system menu, Alt+F4) only hides the
-    // window; a close from the program's own code goes through.
-    if (event->spontaneous()) {
-        hideToTray();
-        event->ignore();
-        return;
-    }
-    QMainWindow::closeEvent(event);
+    // The program never closes its own main window, so a close query is the
+    // administrator's (close box, system menu, Alt+F4): it only hides the window.
+    // The end of the desktop session arrives through the session manager instead.
+    hideToTray();
+    event->ignore();
 }

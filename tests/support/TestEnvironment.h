@@ -1,0 +1,43 @@
+#pragma once
+
+#include "ScriptedPrompter.h"
+#include "TestDoubles.h"
+
+#include "platform/FocusKeySender.h"
+#include "platform/InstanceLock.h"
+#include "platform/SettingsStore.h"
+#include "platform/SystemTrayIcon.h"
+#include "shell/AppContext.h"
+#include "shell/StatusLog.h"
+
+#include <QTemporaryDir>
+
+// A whole program context in a fresh temporary folder: the settings file, the
+// program's folder and the runtime folder of the instance lock all live there.
+// The prompter, the clock, the process end and the program starter are doubles;
+// everything else is the real part.
+class TestEnvironment
+{
+public:
+    TestEnvironment();
+
+    // A path inside the temporary folder.
+    QString path(const QString& relative) const;
+    QString settingsPath() const { return path(QStringLiteral("etc/serv-u.ini")); }
+    QString programDir() const { return path(QStringLiteral("program")); }
+
+    // Stores a connection string, so that start-up takes the configured path.
+    void storeConnectionString(const QString& connectionString);
+
+    QTemporaryDir dir;
+    FixedClock clock;
+    StatusLog log;
+    SettingsStore settings;
+    ScriptedPrompter prompter;
+    SystemTrayIcon tray;
+    RecordingStarter starter;
+    RecordingProcessControl process;
+    InstanceLock instanceLock;
+    FocusKeySender keys;
+    AppContext context;
+};
