@@ -1,0 +1,14 @@
+# The two set-up commands of README.md.
+.PHONY: run test build deps
+
+run: build
+	scripts/run.sh
+
+test: build
+	scripts/test.sh
+
+build: deps
+	scripts/build.sh
+
+deps:
+	scripts/install-deps.sh
