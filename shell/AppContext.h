@@ -42,6 +42,9 @@ struct AppContext
     // Steps of the main window's load that the database layer provides.
     std::function<void()> accountSweep;
     std::function<void()> lowerCaseStoredPaths;
+    // Shows the configuration window in repair mode after a failed open; the
+    // window side installs it.
+    std::function<void()> repairConnection;
 
     void logStatus(const QString& message);
 };

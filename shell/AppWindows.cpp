@@ -1,5 +1,8 @@
 #include "shell/AppWindows.h"
 
+#include "platform/ProcessControl.h"
+#include "platform/Prompter.h"
+
 #include "maintenance/AboutWindow.h"
 #include "server/ConfigureWindow.h"
 #include "shell/AppContext.h"
@@ -17,6 +20,18 @@ AppWindows::AppWindows(AppContext& context)
     // The end of the desktop session ends the program without the exit question.
     connect(qGuiApp, &QGuiApplication::commitDataRequest, this,
             [this](QSessionManager&) { exitProgram(m_ctx, ExitMode::AtOnce); });
+    m_ctx.repairConnection = [this] { repairConnection(); };
+}
+
+void AppWindows::repairConnection()
+{
+    ConfigureWindow& window = configure();
+    window.setTag(ConfigureWindow::RepairTag);
+    window.enableCommitTimer();
+    m_ctx.prompter.runModal(&window);
+    // The operation that asked waits until the commit clears the tag; Cancel ends the program.
+    while (window.tag() == ConfigureWindow::RepairTag && window.isVisible() && !m_ctx.process.hasEnded())
+        QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
 }
 
 AppWindows::~AppWindows() = default;

@@ -34,6 +34,9 @@ public:
     bool hasMain() const { return m_main != nullptr; }
 
 private:
+    // The configuration window in repair mode, after a failed database open.
+    void repairConnection();
+
     AppContext& m_ctx;
     std::unique_ptr<SplashWindow> m_splash;
     std::unique_ptr<MainWindow> m_main;

@@ -7,6 +7,7 @@
 #include "platform/SettingsStore.h"
 #include "platform/SystemTrayIcon.h"
 #include "platform/TerminationWatcher.h"
+#include "shell/AccountSweep.h"
 #include "shell/AppContext.h"
 #include "shell/AppInfo.h"
 #include "shell/AppWindows.h"
@@ -51,6 +52,7 @@ int main(int argc, char* argv[])
     AppContext context(settings, prompter, log, clock, tray, starter, process, instanceLock, keys,
                        QCoreApplication::applicationDirPath());
 
+    installDatabaseWork(context);
     AppWindows windows(context);
 
     TerminationWatcher termination;

@@ -10,6 +10,7 @@
 #include <QPlainTextEdit>
 #include <QProcess>
 #include <QPushButton>
+#include <QSettings>
 #include <QTemporaryDir>
 #include <QTest>
 
@@ -46,11 +47,14 @@ private slots:
                 QCOMPARE(configure->connectionString(), QString());
                 sweptBeforeConfigurationClosed = program.sweeps > 0;
                 QTest::mouseClick(window->findChild<QPushButton*>(QStringLiteral("cmdCancel")), Qt::LeftButton);
-            });
+            })
+            // Closed without a commit: the sweep finds no database and says so.
+            .answerMessage(prompt::Answer::No, QStringLiteral("There was an error connecting to the database."))
+            .answerMessage(prompt::Answer::Ok, QStringLiteral("We could not connect to the database specified."));
         program.start();
 
         const auto messages = program.env.prompter.messages();
-        QCOMPARE(messages.size(), 1);
+        QCOMPARE(messages.size(), 3);
         QCOMPARE(messages[0].caption, QStringLiteral("Vantrel"));
         QCOMPARE(messages[0].icon, prompt::Icon::Information);
         QCOMPARE(messages[0].buttons, prompt::Buttons::Ok);
@@ -61,15 +65,25 @@ private slots:
         // Start-up went on after the window closed, whatever happened in it.
         QVERIFY(!sweptBeforeConfigurationClosed);
         QCOMPARE(program.sweeps, 1);
+        QCOMPARE(program.env.process.exitCodes(), QList<int>({0}));
+        QVERIFY(!program.env.tray.isAdded());
+        QCOMPARE(messagesFrom(program.env.log, QStringLiteral("registry")).mid(0, 5),
+                 QStringList({"registry", "On Error Resume Next", "open the registry",
+                              "populate data from database into this form", "attempt to open database"}));
+        QVERIFY(!program.windows.main().isVisible());
+    }
+
+    void configuredStartLoadsAndShowsTheMainWindow()
+    {
+        ProgramUnderTest program;
+        program.configure();
+        program.start();
         MainWindow& main = program.windows.main();
         QVERIFY(main.isLoaded());
         QVERIFY(main.isVisible());
         QCOMPARE(program.env.tray.current(), TrayPicture::Blue);
         QVERIFY(program.env.tray.isAdded());
         QVERIFY(program.env.process.exitCodes().isEmpty());
-        QCOMPARE(messagesFrom(program.env.log, QStringLiteral("registry")),
-                 QStringList({"registry", "On Error Resume Next", "open the registry",
-                              "populate data from database into this form"}));
         QVERIFY(findTimer(&main, QStringLiteral("Timer1"))->isActive());
         QVERIFY(findTimer(&main, QStringLiteral("tmrTime"))->isActive());
     }
@@ -77,20 +91,24 @@ private slots:
     void storedSettingsFillTheConfigurationWindowInstead()
     {
         ProgramUnderTest program;
-        program.configure(QStringLiteral("Provider=PostgreSQL;Data Source=localhost;Initial Catalog=ftp"));
+        program.configure();
+        const QString stored = program.env.settings.readConnectionString();
         program.start();
 
         QVERIFY(program.env.prompter.records().isEmpty());
         ConfigureWindow& configure = program.windows.configure();
         QVERIFY(!configure.isVisible());
         QVERIFY(!configure.isCommitTimerActive());
-        QCOMPARE(configure.connectionString(), QStringLiteral("Provider=PostgreSQL;Data Source=localhost;Initial Catalog=ftp"));
+        QVERIFY(stored.startsWith(QStringLiteral("Provider=SQLite;Data Source=")));
+        QCOMPARE(configure.connectionString(), stored);
         QCOMPARE(configure.servuPath(), program.env.path(QStringLiteral("servu/")));
         QCOMPARE(configure.ftpDirectory(), program.env.path(QStringLiteral("ftp/")));
         const QString read = QStringLiteral("RegSetValueEx hkey, settingName, 0, REG_SZ, settingValue, Len(settingValue)");
-        QCOMPARE(messagesFrom(program.env.log, QStringLiteral("-- configured by the test --")).mid(1),
+        QCOMPARE(messagesFrom(program.env.log, QStringLiteral("-- configured by the test --")).mid(1, 11),
                  QStringList({"registry", "On Error Resume Next", "open the registry", "load settings", read, read,
-                              " do not Show vbModal", "populate data from database into this form"}));
+                              " do not Show vbModal", "populate data from database into this form",
+                              // the sweep's two sessions, then the lower-casing's
+                              "attempt to open database", "attempt to open database", "attempt to open database"}));
         QCOMPARE(program.sweeps, 1);
         QVERIFY(program.windows.main().isVisible());
     }
@@ -98,7 +116,8 @@ private slots:
     void storedKeyWithoutFoldersLeavesTheirBoxesEmpty()
     {
         ProgramUnderTest program;
-        program.env.settings.saveConnectionString(QStringLiteral("Provider=SQLite;Data Source=a.db"));
+        program.configure();
+        QSettings(program.env.settingsPath(), QSettings::IniFormat).remove(QStringLiteral("software/Orvane/serv-u/settings"));
         program.start();
         QCOMPARE(program.windows.configure().servuPath(), QString());
         QCOMPARE(program.windows.configure().ftpDirectory(), QString());

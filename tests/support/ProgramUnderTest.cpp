@@ -2,12 +2,20 @@
 
 #include "TestTimers.h"
 
+#include "shell/AccountSweep.h"
+#include "shell/EmbeddedFiles.h"
 #include "shell/SplashWindow.h"
+
+#include <QDir>
 
 ProgramUnderTest::ProgramUnderTest()
     : windows(env.context)
 {
-    env.context.accountSweep = [this] { ++sweeps; };
+    installDatabaseWork(env.context);
+    env.context.accountSweep = [this] {
+        ++sweeps;
+        accountSweep(env.context);
+    };
 }
 
 void ProgramUnderTest::start()
@@ -18,7 +26,15 @@ void ProgramUnderTest::start()
 
 void ProgramUnderTest::configure(const QString& connectionString)
 {
-    env.settings.saveConnectionString(connectionString);
+    QString connection = connectionString;
+    if (connection.isEmpty()) {
+        const QString file = env.path(QStringLiteral("accounts.db"));
+        embedded::writeEmbeddedFile(embedded::TemplateDatabase, file);
+        connection = QStringLiteral("Provider=SQLite;Data Source=") + file;
+    }
+    QDir().mkpath(env.path(QStringLiteral("servu")));
+    QDir().mkpath(env.path(QStringLiteral("ftp")));
+    env.settings.saveConnectionString(connection);
     env.settings.saveRegSetting(QStringLiteral("servu_path"), env.path(QStringLiteral("servu")) + QLatin1Char('/'));
     env.settings.saveRegSetting(QStringLiteral("ftp_directory"), env.path(QStringLiteral("ftp")) + QLatin1Char('/'));
     env.log.logStatus(QStringLiteral("-- configured by the test --"));

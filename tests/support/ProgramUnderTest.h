@@ -4,7 +4,8 @@
 
 #include "shell/AppWindows.h"
 
-// The whole program inside the test process, on a fresh test environment.
+// The whole program inside the test process, on a fresh test environment, with
+// the real database work of start-up.
 class ProgramUnderTest
 {
 public:
@@ -13,8 +14,9 @@ public:
     // Shows the splash and fires its start-up check, which loads and shows the
     // main window unless another instance holds the lock.
     void start();
-    // A configured installation: a stored connection string and both folders.
-    void configure(const QString& connectionString = QStringLiteral("Provider=SQLite;Data Source=accounts.db"));
+    // A configured installation: both folders, and an SQLite accounts database
+    // from the template (or the given connection string).
+    void configure(const QString& connectionString = {});
 
     TestEnvironment env;
     AppWindows windows;

@@ -1,5 +1,7 @@
 #include "TestMain.h"
 
+#include "PostgresCluster.h"
+
 #include <QApplication>
 #include <QList>
 #include <QTest>
@@ -43,5 +45,6 @@ int main(int argc, char* argv[])
         std::unique_ptr<QObject> test(registration.create());
         failures += QTest::qExec(test.get(), argc, argv);
     }
+    PostgresCluster::shutdownShared();
     return failures == 0 ? 0 : 1;
 }

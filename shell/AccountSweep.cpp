@@ -1,0 +1,104 @@
+#include "shell/AccountSweep.h"
+
+#include "db/SqlText.h"
+#include "platform/Clock.h"
+#include "platform/RegionalDate.h"
+#include "shell/AppContext.h"
+#include "shell/Session.h"
+
+#include <QList>
+#include <QPair>
+
+namespace {
+
+using DatedAccount = QPair<QString, QString>; // name, stored date text
+
+// Reads every account with a date in the column before anything is written: a
+// query left open on SQLite would keep the writing session from committing.
+bool readDatedAccounts(Session& reader, const QString& column, QList<DatedAccount>& accounts)
+{
+    Rows rows = reader.select(QStringLiteral("select username, %1 from users where %1 <> ''").arg(column));
+    if (!rows.isValid())
+        return false;
+    while (rows.next())
+        accounts.append({rows.text(QStringLiteral("username")), rows.text(column)});
+    return true;
+}
+
+// The accounts whose date has come, in the order read; unreadable dates are logged.
+QStringList dueAccounts(AppContext& context, const QList<DatedAccount>& accounts, const QString& what)
+{
+    const QDate today = context.clock.now().date();
+    QStringList due;
+    for (const auto& [name, text] : accounts) {
+        const auto date = regional::readShortDate(text, today);
+        if (!date) {
+            context.logStatus(QStringLiteral("User '%1' has %2 date '%3' that is not a date; left as it is").arg(name, what, text));
+            continue;
+        }
+        if (*date <= today)
+            due.append(name);
+    }
+    return due;
+}
+
+bool deleteAccount(Session& writer, const QString& name)
+{
+    const QString quoted = sqlQuote(name);
+    return writer.execute(QStringLiteral("DELETE FROM blocked_ips_by_user WHERE blocked_ips_by_user.username=") + quoted)
+        && writer.execute(QStringLiteral("DELETE FROM dir_rights WHERE dir_rights.username=") + quoted)
+        && writer.execute(QStringLiteral("DELETE FROM file_rights WHERE file_rights.username=") + quoted)
+        && writer.execute(QStringLiteral("DELETE FROM ratio_free_files WHERE ratio_free_files.username=") + quoted)
+        && writer.execute(QStringLiteral("DELETE FROM users WHERE users.username=") + quoted);
+}
+
+} // namespace
+
+void accountSweep(AppContext& context)
+{
+    Session reader(context);
+    Session writer(context);
+    if (!reader.open() || !writer.open())
+        return;
+
+    QList<DatedAccount> expiring;
+    if (!readDatedAccounts(reader, QStringLiteral("expires"), expiring))
+        return;
+    for (const QString& name : dueAccounts(context, expiring, QStringLiteral("an expiry"))) {
+        if (!deleteAccount(writer, name))
+            return;
+        context.logStatus(QStringLiteral("User '") + name + QStringLiteral("' is expired"));
+    }
+
+    QList<DatedAccount> disabling;
+    if (!readDatedAccounts(reader, QStringLiteral("disableon"), disabling))
+        return;
+    for (const QString& name : dueAccounts(context, disabling, QStringLiteral("a disable"))) {
+        if (!writer.execute(QStringLiteral("UPDATE users SET disable_user=1, disableon='' WHERE username=") + sqlQuote(name)))
+            return;
+    }
+}
+
+void lowerCaseStoredPaths(AppContext& context)
+{
+    Session session(context);
+    if (!session.open())
+        return;
+    // Access reads the first pair, SQL Server the second; they are sent as they
+    // stand so that each fails harmlessly on the engines it is not meant for.
+    for (const char* statement : {"UPDATE users SET users.homedir = LCase( users.homedir)",
+                                  "UPDATE dir_rights SET dir_rights.directory = LCase([dir_rights].[directory]);",
+                                  "UPDATE users SET users.homedir = Lower(users.homedir)",
+                                  "UPDATE dir_rights SET dir_rights.directory = Lower([dir_rights].[directory]);"})
+        session.executeIgnoringErrors(QLatin1String(statement), Database::Text::Verbatim);
+    // Every engine but Access reads this pair; it touches only the rows that need it.
+    session.executeIgnoringErrors(QStringLiteral("UPDATE users SET homedir = Lower(homedir) WHERE homedir <> Lower(homedir)"));
+    session.executeIgnoringErrors(
+        QStringLiteral("UPDATE dir_rights SET directory = Lower(directory) WHERE directory <> Lower(directory)"));
+}
+
+void installDatabaseWork(AppContext& context)
+{
+    context.accountSweep = [&context] { accountSweep(context); };
+    context.lowerCaseStoredPaths = [&context] { lowerCaseStoredPaths(context); };
+}

@@ -1,0 +1,19 @@
+#pragma once
+
+struct AppContext;
+
+// The daily sweep: deletes the accounts whose expiry date has come, with all their
+// rows, and disables the accounts whose disable date has come. It runs at
+// start-up and after every 1440 minutes of running.
+//
+// Dates are compared as dates in the program, never as text in SQL, so no
+// regional form can make an account go before its day. A stored text that does
+// not read as a date is left alone and named in the status log.
+void accountSweep(AppContext& context);
+
+// Lower-cases the stored home directories and directory entries at start-up,
+// through the statements each engine reads; the errors of the others are ignored.
+void lowerCaseStoredPaths(AppContext& context);
+
+// Puts both into the context's start-up hooks.
+void installDatabaseWork(AppContext& context);

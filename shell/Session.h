@@ -1,0 +1,50 @@
+#pragma once
+
+#include "db/Database.h"
+
+#include <QString>
+
+#include <memory>
+
+struct AppContext;
+
+// One database session of one operation: opened from the connection string
+// stored at that moment, closed when the operation ends. A failed open tells the
+// administrator (unless quiet) and offers the configuration window; a statement
+// that fails after the open is reported through reportDatabaseError.
+class Session
+{
+public:
+    enum class Feedback { ShowDialog, Quiet };
+
+    explicit Session(AppContext& context);
+    ~Session();
+    Session(const Session&) = delete;
+    Session& operator=(const Session&) = delete;
+
+    bool open(Feedback feedback = Feedback::ShowDialog);
+    void close();
+    bool isOpen() const;
+    Engine engine() const;
+
+    // Runs a statement; a failure is reported and false returned.
+    bool execute(const QString& sql);
+    // Runs a statement whose failure is expected on some engines and ignored.
+    bool executeIgnoringErrors(const QString& sql, Database::Text text = Database::Text::Rewritten);
+    // Runs a query; a failure is reported and the rows are invalid.
+    Rows select(const QString& sql);
+
+    Database* database() { return m_database.get(); }
+
+private:
+    AppContext& m_ctx;
+    std::unique_ptr<Database> m_database;
+};
+
+// The connection-error dialog: Yes repairs the settings in the configuration
+// window, No ends the program with the critical message.
+void showConnectionError(AppContext& context);
+
+// The one report of a statement that failed after the session opened: the
+// message box, and the engine's own text in the status log.
+void reportDatabaseError(AppContext& context, const QString& engineError);

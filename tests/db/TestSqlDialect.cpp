@@ -1,0 +1,68 @@
+#include "TestMain.h"
+
+#include "db/SqlDialect.h"
+#include "db/SqlText.h"
+
+#include <QLocale>
+#include <QTest>
+
+// The quoting helper and the rewriting of the program's SQL for each engine.
+class TestSqlDialect : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void quotingDoublesSingleQuotesOnly()
+    {
+        QCOMPARE(sqlQuote(QStringLiteral("o'hara")), QStringLiteral("'o''hara'"));
+        QCOMPARE(sqlQuote(QStringLiteral("say \"hi\"")), QStringLiteral("'say \"hi\"'"));
+        QCOMPARE(sqlQuote(QString()), QStringLiteral("''"));
+        QCOMPARE(sqlQuote(QStringLiteral("''")), QStringLiteral("''''''"));
+    }
+
+    void numbersAlwaysUseAPoint()
+    {
+        QLocale::setDefault(QLocale(QStringLiteral("de_DE")));
+        QCOMPARE(sqlNumber(1.5), QStringLiteral("1.5"));
+        QCOMPARE(sqlNumber(1048576.0), QStringLiteral("1048576"));
+        QCOMPARE(sqlNumber(qint64(-1)), QStringLiteral("-1"));
+        QLocale::setDefault(QLocale::c());
+    }
+
+    void rewriting_data()
+    {
+        QTest::addColumn<int>("engine");
+        QTest::addColumn<QString>("sql");
+        QTest::addColumn<QString>("expected");
+
+        const QString update = QStringLiteral("UPDATE [users] SET [username]='a', [homedir]='c:\\[x]' WHERE [username]='b'");
+        QTest::newRow("brackets, postgres") << int(Engine::PostgreSql) << update
+                                            << "UPDATE users SET username='a', homedir='c:\\[x]' WHERE username='b'";
+        QTest::newRow("brackets, sqlite") << int(Engine::Sqlite) << update << update;
+        QTest::newRow("brackets, sql server") << int(Engine::SqlServer) << update << update;
+        QTest::newRow("literal with quote and brackets")
+            << int(Engine::PostgreSql) << "insert into blocked_ips_by_user ([ip], [username]) values ('1.2.3.4', 'it''s [me]')"
+            << "insert into blocked_ips_by_user (ip, username) values ('1.2.3.4', 'it''s [me]')";
+        QTest::newRow("qualified set target, sqlite")
+            << int(Engine::Sqlite) << "UPDATE users SET users.homedir = Lower(users.homedir) WHERE users.username='x'"
+            << "UPDATE users SET homedir = Lower(users.homedir) WHERE users.username='x'";
+        QTest::newRow("qualified set targets, postgres")
+            << int(Engine::PostgreSql) << "update [users] set [users].[rel_path]=1, users.timeout = 5 where username='users.x='"
+            << "update users set rel_path=1, timeout = 5 where username='users.x='";
+        QTest::newRow("access keeps its form") << int(Engine::Access) << "UPDATE users SET users.homedir = LCase( users.homedir)"
+                                               << "UPDATE users SET users.homedir = LCase( users.homedir)";
+        QTest::newRow("select untouched")
+            << int(Engine::Sqlite) << "select username from users where users.username='a'"
+            << "select username from users where users.username='a'";
+    }
+
+    void rewriting()
+    {
+        QFETCH(int, engine);
+        QFETCH(QString, sql);
+        QTEST(rewriteForEngine(static_cast<Engine>(engine), sql), "expected");
+    }
+};
+
+QUILLMERE_TEST(TestSqlDialect)
+#include "TestSqlDialect.moc"

@@ -1,0 +1,177 @@
+#include "PostgresCluster.h"
+
+#include "db/Database.h"
+
+#include <QCollator>
+#include <QDir>
+#include <QHostAddress>
+#include <QProcess>
+#include <QTcpServer>
+
+#include <memory>
+
+#include <unistd.h>
+
+namespace {
+
+std::unique_ptr<PostgresCluster>& sharedCluster()
+{
+    static std::unique_ptr<PostgresCluster> cluster;
+    return cluster;
+}
+
+QString& sharedReason()
+{
+    static QString reason;
+    return reason;
+}
+
+bool& startAttempted()
+{
+    static bool attempted = false;
+    return attempted;
+}
+
+QString findBinDir()
+{
+    QDir versions(QStringLiteral("/usr/lib/postgresql"));
+    QStringList names = versions.entryList(QDir::Dirs | QDir::NoDotAndDotDot);
+    QCollator numeric;
+    numeric.setNumericMode(true);
+    std::sort(names.begin(), names.end(), [&](const QString& a, const QString& b) { return numeric.compare(a, b) > 0; });
+    for (const QString& name : names) {
+        const QString bin = versions.filePath(name + QStringLiteral("/bin"));
+        if (QFileInfo(bin + QStringLiteral("/initdb")).isExecutable() && QFileInfo(bin + QStringLiteral("/pg_ctl")).isExecutable())
+            return bin;
+    }
+    return {};
+}
+
+int freeLoopbackPort()
+{
+    QTcpServer probe;
+    if (!probe.listen(QHostAddress::LocalHost, 0))
+        return 0;
+    return probe.serverPort();
+}
+
+} // namespace
+
+PostgresCluster* PostgresCluster::shared()
+{
+    if (!startAttempted()) {
+        startAttempted() = true;
+        std::unique_ptr<PostgresCluster> cluster(new PostgresCluster);
+        QString whyNot;
+        if (cluster->start(&whyNot))
+            sharedCluster() = std::move(cluster);
+        else
+            sharedReason() = whyNot;
+    }
+    return sharedCluster().get();
+}
+
+QString PostgresCluster::unavailableReason()
+{
+    return sharedReason();
+}
+
+void PostgresCluster::shutdownShared()
+{
+    sharedCluster().reset();
+}
+
+PostgresCluster::~PostgresCluster()
+{
+    stop();
+}
+
+bool PostgresCluster::runTool(const QString& tool, const QStringList& arguments, QString* output) const
+{
+    QProcess process;
+    QString program = m_binDir + QLatin1Char('/') + tool;
+    QStringList args = arguments;
+    // PostgreSQL's tools refuse to run as root.
+    if (::geteuid() == 0) {
+        args.prepend(program);
+        args.prepend(QStringLiteral("--"));
+        args.prepend(QStringLiteral("postgres"));
+        args.prepend(QStringLiteral("-u"));
+        program = QStringLiteral("runuser");
+    }
+    process.setProcessChannelMode(QProcess::MergedChannels);
+    process.start(program, args);
+    const bool finished = process.waitForFinished(120000);
+    if (output)
+        *output = QString::fromLocal8Bit(process.readAll());
+    return finished && process.exitStatus() == QProcess::NormalExit && process.exitCode() == 0;
+}
+
+bool PostgresCluster::start(QString* whyNot)
+{
+    m_binDir = findBinDir();
+    if (m_binDir.isEmpty()) {
+        *whyNot = QStringLiteral("PostgreSQL is not installed here (no initdb under /usr/lib/postgresql)");
+        return false;
+    }
+    QByteArray pattern = QDir::tempPath().toLocal8Bit() + "/quillmere-pg-XXXXXX";
+    if (!::mkdtemp(pattern.data())) {
+        *whyNot = QStringLiteral("cannot make a temporary folder for PostgreSQL");
+        return false;
+    }
+    m_root = QString::fromLocal8Bit(pattern);
+    if (::geteuid() == 0) {
+        QProcess::execute(QStringLiteral("chown"), {QStringLiteral("postgres:postgres"), m_root});
+    }
+    QString output;
+    const QString data = m_root + QStringLiteral("/data");
+    if (!runTool(QStringLiteral("initdb"), {QStringLiteral("-D"), data, QStringLiteral("-A"), QStringLiteral("trust"),
+                                            QStringLiteral("-U"), QStringLiteral("postgres"), QStringLiteral("-E"),
+                                            QStringLiteral("UTF8"), QStringLiteral("--locale=C"), QStringLiteral("--no-sync")},
+                 &output)) {
+        *whyNot = QStringLiteral("initdb failed: ") + output.trimmed();
+        return false;
+    }
+    m_port = freeLoopbackPort();
+    const QString options = QStringLiteral("-p %1 -k %2 -c listen_addresses=127.0.0.1 -c fsync=off "
+                                           "-c full_page_writes=off -c synchronous_commit=off")
+                                .arg(m_port)
+                                .arg(m_root);
+    if (!runTool(QStringLiteral("pg_ctl"), {QStringLiteral("-D"), data, QStringLiteral("-o"), options, QStringLiteral("-l"),
+                                            m_root + QStringLiteral("/server.log"), QStringLiteral("-w"), QStringLiteral("start")},
+                 &output)) {
+        *whyNot = QStringLiteral("pg_ctl start failed: ") + output.trimmed();
+        stop();
+        return false;
+    }
+    m_running = true;
+    return true;
+}
+
+void PostgresCluster::stop()
+{
+    if (m_running) {
+        runTool(QStringLiteral("pg_ctl"), {QStringLiteral("-D"), m_root + QStringLiteral("/data"), QStringLiteral("-m"),
+                                           QStringLiteral("immediate"), QStringLiteral("-w"), QStringLiteral("stop")},
+                nullptr);
+        m_running = false;
+    }
+    if (!m_root.isEmpty()) {
+        QDir(m_root).removeRecursively();
+        m_root.clear();
+    }
+}
+
+QString PostgresCluster::connectionString(const QString& database) const
+{
+    return QStringLiteral("Provider=PostgreSQL;Host=127.0.0.1;Port=%1;Database=%2;User ID=postgres").arg(m_port).arg(database);
+}
+
+QString PostgresCluster::createDatabase()
+{
+    const QString name = QStringLiteral("accounts_%1_%2").arg(::getpid()).arg(++m_databases);
+    Database admin(connectionString(QStringLiteral("postgres")));
+    if (!admin.open() || !admin.execute(QStringLiteral("CREATE DATABASE ") + name))
+        return {};
+    return name;
+}
