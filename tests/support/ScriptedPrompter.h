@@ -48,6 +48,8 @@ public:
     int unusedSteps() const { return static_cast<int>(m_steps.size()) - m_next; }
     // Forgets the records and the script.
     void reset();
+    // Once the program has ended, a modal window may stay open: nothing closes it any more.
+    void setProgramEnded(std::function<bool()> ended) { m_programEnded = std::move(ended); }
 
     prompt::Answer message(const prompt::Message& message) override;
     QString input(const prompt::Input& input) override;
@@ -72,4 +74,5 @@ private:
     int m_next = 0;
     QList<PromptRecord> m_records;
     int m_beeps = 0;
+    std::function<bool()> m_programEnded;
 };

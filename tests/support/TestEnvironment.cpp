@@ -10,6 +10,7 @@ TestEnvironment::TestEnvironment()
               dir.filePath(QStringLiteral("program")))
 {
     QDir().mkpath(programDir());
+    prompter.setProgramEnded([this] { return process.hasEnded(); });
 }
 
 QString TestEnvironment::path(const QString& relative) const
