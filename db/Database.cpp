@@ -74,34 +74,37 @@ bool Database::open()
         m_error = QStringLiteral("The Qt SQL driver %1 is not installed.").arg(target.driver);
         return false;
     }
-    QSqlDatabase db = QSqlDatabase::addDatabase(target.driver, m_name);
     m_added = true;
-    db.setDatabaseName(target.databaseName);
-    if (!target.hostName.isEmpty())
-        db.setHostName(target.hostName);
-    if (target.port > 0)
-        db.setPort(target.port);
-    if (!target.userName.isEmpty())
-        db.setUserName(target.userName);
-    if (!target.password.isEmpty())
-        db.setPassword(target.password);
-    db.setConnectOptions(target.connectOptions);
-    if (!db.open()) {
-        m_error = errorText(db.lastError());
-        return false;
-    }
-    m_open = true;
-    if (m_engine == Engine::Sqlite) {
-        // SQLite opens any file; only a read shows whether it is a database.
-        QSqlQuery probe(db);
-        if (!probe.exec(QStringLiteral("SELECT count(*) FROM sqlite_master"))) {
-            m_error = errorText(probe.lastError());
-            probe = QSqlQuery();
-            close();
+    // The handle lives in this block only, so that close() can remove the connection.
+    {
+        QSqlDatabase db = QSqlDatabase::addDatabase(target.driver, m_name);
+        db.setDatabaseName(target.databaseName);
+        if (!target.hostName.isEmpty())
+            db.setHostName(target.hostName);
+        if (target.port > 0)
+            db.setPort(target.port);
+        if (!target.userName.isEmpty())
+            db.setUserName(target.userName);
+        if (!target.password.isEmpty())
+            db.setPassword(target.password);
+        db.setConnectOptions(target.connectOptions);
+        if (!db.open()) {
+            m_error = errorText(db.lastError());
             return false;
         }
+        m_open = true;
+        if (m_engine == Engine::Sqlite) {
+            // SQLite opens any file; only a read shows whether it is a database.
+            QSqlQuery probe(db);
+            if (!probe.exec(QStringLiteral("SELECT count(*) FROM sqlite_master"))) {
+                m_error = errorText(probe.lastError());
+                m_open = false;
+            }
+        }
     }
-    return true;
+    if (!m_open)
+        close();
+    return m_open;
 }
 
 void Database::close()

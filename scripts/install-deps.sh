@@ -9,6 +9,8 @@ packages=(
     qt6-base-dev qt6-base-dev-tools qt6-svg-dev
     # run: SVG icons, database drivers, fonts
     libqt6svg6 libqt6sql6-sqlite libqt6sql6-psql libqt6sql6-odbc fonts-dejavu-core
+    # SQL Server through ODBC (FreeTDS), PostgreSQL for the tests' throwaway cluster
+    unixodbc tdsodbc postgresql
     # run and screenshots without a screen
     xvfb xauth
 )

@@ -1,31 +1,53 @@
 #!/usr/bin/env bash
-# Starts Vantrel. Without a screen it runs under Xvfb, saves a screenshot of the
-# main window under build/ and ends.
+# Starts Vantrel on its embedded default: an SQLite accounts database made from the
+# template, in a per-user demo environment prepared on the first run. Without a
+# screen it runs under Xvfb, saves a screenshot of the main window under build/
+# and ends.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 program="$PWD/build/bin/Vantrel"
-state="$PWD/build/run"
+template="$PWD/build/embedded/template.sqlite"
+demo="${QUILLMERE_DEMO_DIR:-${XDG_DATA_HOME:-$HOME/.local/share}/Quillmere-demo}"
 
-# A user who may not write the system-wide settings keeps them in the build folder.
-system_settings=/etc/xdg/Orvane/serv-u.ini
-if [ -z "${QUILLMERE_SETTINGS:-}" ] && [ "$(id -u)" -ne 0 ] && ! [ -w "$system_settings" ]; then
-    export QUILLMERE_SETTINGS="$state/serv-u.ini"
-    echo "Settings are kept in $QUILLMERE_SETTINGS"
+# The values are quoted because a connection string holds ";", which the INI
+# format would otherwise read as the start of a comment.
+write_settings() {
+    cat >"$demo/serv-u.ini" <<INI
+[software]
+Orvane\\serv-u\\connectionstring\\Default="Provider=SQLite;Data Source=$demo/accounts.db"
+Orvane\\serv-u\\settings\\servu_path="$demo/server/"
+Orvane\\serv-u\\settings\\ftp_directory="$demo/ftp/"
+Orvane\\serv-u\\settings\\ini_path="$demo/server/ServUDaemon.ini"
+INI
+}
+
+write_server_ini() {
+    printf '%s\r\n' \
+        '[GLOBAL]' \
+        'Version=6.4.0.6' \
+        'ProcessID=0' \
+        'LocalSetupPassword=' \
+        '' \
+        '[Domain1]' \
+        'Domain1=0.0.0.0||21|Demo FTP domain|1|0|0' \
+        >"$demo/server/ServUDaemon.ini"
+}
+
+if ! [ -f "$demo/serv-u.ini" ]; then
+    echo "Preparing the demo environment in $demo"
+    mkdir -p "$demo/ftp" "$demo/server" "$demo/runtime"
+    cp "$template" "$demo/accounts.db"
+    write_server_ini
+    write_settings
 fi
+chmod 700 "$demo/runtime"
+export QUILLMERE_SETTINGS="$demo/serv-u.ini"
 
 if [ -n "${DISPLAY:-}" ] || [ -n "${WAYLAND_DISPLAY:-}" ]; then
     exec "$program"
 fi
 
-# No screen: a settings file and runtime folder of this run's own, so that the
-# picture shows the program as it opens on an installation, not the first-run greeting.
-mkdir -p "$state/runtime"
-chmod 700 "$state/runtime"
-export XDG_RUNTIME_DIR="$state/runtime"
-export QUILLMERE_SETTINGS="$state/headless.ini"
-if ! [ -f "$QUILLMERE_SETTINGS" ]; then
-    printf '[software]\nOrvane\\serv-u\\connectionstring\\Default="Provider=SQLite;Data Source=%s"\n' \
-        "$state/accounts.db" >"$QUILLMERE_SETTINGS"
-fi
+# No screen: a runtime folder of the demo's own keeps the instance lock apart.
+export XDG_RUNTIME_DIR="$demo/runtime"
 screenshot="$PWD/build/vantrel-main.png"
 xvfb-run -a -s "-screen 0 1280x900x24" "$program" --screenshot "$screenshot"
