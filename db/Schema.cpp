@@ -226,6 +226,18 @@ QStringList sqlServerCreateStatements()
     };
 }
 
+QStringList accountIndexStatements()
+{
+    // Every per-account statement finds its rows by user name; without these an
+    // account's rows are found by reading whole tables.
+    QStringList statements;
+    for (const Table& each : accountTables()) {
+        if (each.columns.front().name == QLatin1String("username"))
+            statements << QStringLiteral("CREATE INDEX %1_username ON %1 (username)").arg(each.name);
+    }
+    return statements;
+}
+
 QStringList postgreSqlCreateStatements()
 {
     QStringList statements;
@@ -235,7 +247,7 @@ QStringList postgreSqlCreateStatements()
             columns << column.name + QLatin1Char(' ') + postgreSqlType(column) + (column.notNull ? QStringLiteral(" NOT NULL") : QString());
         statements << QStringLiteral("CREATE TABLE %1 (%2)").arg(each.name, columns.join(QStringLiteral(", ")));
     }
-    return statements;
+    return statements + accountIndexStatements();
 }
 
 QStringList sqliteTemplateStatements()
@@ -250,6 +262,7 @@ QStringList sqliteTemplateStatements()
         statements << QStringLiteral("CREATE TABLE %1 (\n  %2\n)").arg(each.name, columns.join(QStringLiteral(",\n  ")));
     }
     statements << QStringLiteral("CREATE INDEX rid ON users (rid)");
+    statements << accountIndexStatements();
     for (const char* domainTable : {"domains", "domainDetails"}) {
         const bool details = QLatin1String(domainTable) == QLatin1String("domainDetails");
         statements << QStringLiteral("CREATE TABLE %1 (\n"

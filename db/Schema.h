@@ -39,7 +39,10 @@ const Table& table(const QString& name);
 
 // The eight SQL Server CREATE TABLE statements, each the concatenation of its pieces.
 QStringList sqlServerCreateStatements();
-// The same tables for PostgreSQL, with SQL Server's types and NOT NULLs.
+// An index on the user name of every per-account table and of users, which the
+// SQL Server form does not have; the forms this program creates itself carry it.
+QStringList accountIndexStatements();
+// The same tables for PostgreSQL, with SQL Server's types and NOT NULLs, and the indexes.
 QStringList postgreSqlCreateStatements();
 // The template database: the eight tables with the column properties of the
 // Access template, plus the two domain tables; for SQLite.
