@@ -44,12 +44,20 @@ QStringList dueAccounts(AppContext& context, const QList<DatedAccount>& accounts
 
 bool deleteAccount(Session& writer, const QString& name)
 {
+    // On SQLite every statement of its own is a synced commit; one account's
+    // deletions go in one transaction there. A failed statement does not undo
+    // the ones before it: the transaction is committed all the same.
+    Database* database = writer.database();
+    const bool grouped = writer.engine() == Engine::Sqlite && database->beginTransaction();
     const QString quoted = sqlQuote(name);
-    return writer.execute(QStringLiteral("DELETE FROM blocked_ips_by_user WHERE blocked_ips_by_user.username=") + quoted)
+    const bool deleted = writer.execute(QStringLiteral("DELETE FROM blocked_ips_by_user WHERE blocked_ips_by_user.username=") + quoted)
         && writer.execute(QStringLiteral("DELETE FROM dir_rights WHERE dir_rights.username=") + quoted)
         && writer.execute(QStringLiteral("DELETE FROM file_rights WHERE file_rights.username=") + quoted)
         && writer.execute(QStringLiteral("DELETE FROM ratio_free_files WHERE ratio_free_files.username=") + quoted)
         && writer.execute(QStringLiteral("DELETE FROM users WHERE users.username=") + quoted);
+    if (grouped)
+        database->commit();
+    return deleted;
 }
 
 } // namespace

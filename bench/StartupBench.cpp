@@ -1,0 +1,294 @@
+// Measures the database work of a start-up on an SQLite accounts file of 100,000
+// accounts with five directory entries each, against the floor: the same result
+// reached by the sqlite3 shell in one transaction.
+//
+//   (a) start-up on fresh data: sweep (10,000 expired, 10,000 due to be disabled),
+//       path lower-casing (mixed case everywhere), reading the user list;
+//   (b) a sweep with nothing due over 100,000 dated accounts;
+//   (c) a second start-up right after (a): lower-casing must touch no rows.
+//
+// Usage: bench-startup [folder]   (default: a folder under the system temp folder)
+
+#include "platform/Clock.h"
+#include "platform/FocusKeySender.h"
+#include "platform/InstanceLock.h"
+#include "platform/ProcessControl.h"
+#include "platform/ProgramStarter.h"
+#include "platform/Prompter.h"
+#include "platform/SettingsStore.h"
+#include "platform/SystemTrayIcon.h"
+#include "shell/AccountSweep.h"
+#include "shell/AppContext.h"
+#include "shell/EmbeddedFiles.h"
+#include "shell/Session.h"
+#include "shell/StatusLog.h"
+
+#include <QApplication>
+#include <QDir>
+#include <QElapsedTimer>
+#include <QFile>
+#include <QProcess>
+#include <QSqlDatabase>
+#include <QSqlError>
+#include <QSqlQuery>
+#include <QTemporaryDir>
+#include <QTextStream>
+
+#include <cstdlib>
+
+namespace {
+
+constexpr int Accounts = 100000;
+constexpr int EntriesPerAccount = 5;
+
+QTextStream out(stdout);
+
+[[noreturn]] void fail(const QString& why)
+{
+    QTextStream(stderr) << "bench-startup: " << why << Qt::endl;
+    std::exit(1);
+}
+
+// A benchmark has nobody to answer: any prompt means something went wrong.
+class RefusingPrompter final : public Prompter
+{
+public:
+    prompt::Answer message(const prompt::Message& message) override { fail(QStringLiteral("unexpected message: ") + message.text); }
+    QString input(const prompt::Input& input) override { fail(QStringLiteral("unexpected input box: ") + input.text); }
+    QString chooseFolder(const prompt::FolderChoice&) override { fail(QStringLiteral("unexpected folder picker")); }
+    QString chooseFile(const prompt::FileChoice&) override { fail(QStringLiteral("unexpected file picker")); }
+    void runModal(QWidget*) override { fail(QStringLiteral("unexpected modal window")); }
+    void beep() override {}
+};
+
+class NoStarter final : public ProgramStarter
+{
+public:
+    bool startProgram(const QString&, const QStringList&) override { return false; }
+    bool openDocument(const QString&) override { return false; }
+    bool openUrl(const QUrl&) override { return false; }
+};
+
+class NoEnd final : public ProcessControl
+{
+public:
+    void endProcess(int) override { fail(QStringLiteral("the program tried to end")); }
+};
+
+enum class Dates { SomeDue, NoneDue };
+
+// Accounts user000000..user099999; every tenth expired (or, with NoneDue, expiring
+// next century), every tenth plus one due to be disabled; paths in mixed case.
+void generate(const QString& file, Dates dates)
+{
+    QFile::remove(file);
+    if (!embedded::writeEmbeddedFile(embedded::TemplateDatabase, file))
+        fail(QStringLiteral("cannot write the template to ") + file);
+    {
+        QSqlDatabase db = QSqlDatabase::addDatabase(QStringLiteral("QSQLITE"), QStringLiteral("generator"));
+        db.setDatabaseName(file);
+        if (!db.open())
+            fail(db.lastError().text());
+        db.transaction();
+        QSqlQuery user(db);
+        user.prepare(QStringLiteral("INSERT INTO users (username, homedir, password, max_concurrent, max_logins_per_ip, "
+                                    "quota_current, Expires, DisableOn) VALUES (?, ?, 'secret', 1, 1, 0, ?, ?)"));
+        QSqlQuery entry(db);
+        entry.prepare(QStringLiteral("INSERT INTO dir_rights (username, directory, dir_rights, inherit_subdirs) VALUES (?, ?, 'RWL', 1)"));
+        const QString past = QStringLiteral("1/1/2020");
+        const QString future = QStringLiteral("12/31/2099");
+        for (int i = 0; i < Accounts; ++i) {
+            const QString name = QStringLiteral("user%1").arg(i, 6, 10, QLatin1Char('0'));
+            const bool expiring = i % 10 == 0;
+            const bool disabling = i % 10 == 1;
+            const QString due = dates == Dates::SomeDue ? past : future;
+            user.addBindValue(name);
+            user.addBindValue(QStringLiteral("C:\\FTP\\Users\\") + name.toUpper());
+            user.addBindValue(expiring ? due : QString());
+            user.addBindValue(disabling ? due : QString());
+            if (!user.exec())
+                fail(user.lastError().text());
+            for (int e = 0; e < EntriesPerAccount; ++e) {
+                entry.addBindValue(name);
+                entry.addBindValue(QStringLiteral("D:\\Shared\\Area%1\\%2").arg(e).arg(name.toUpper()));
+                if (!entry.exec())
+                    fail(entry.lastError().text());
+            }
+        }
+        db.commit();
+        user = QSqlQuery();
+        entry = QSqlQuery();
+        db.close();
+    }
+    QSqlDatabase::removeDatabase(QStringLiteral("generator"));
+}
+
+double runSqlite3(const QString& file, const QString& script)
+{
+    QProcess sqlite3;
+    QElapsedTimer timer;
+    timer.start();
+    sqlite3.start(QStringLiteral("sqlite3"), {file});
+    if (!sqlite3.waitForStarted())
+        fail(QStringLiteral("the sqlite3 shell is not installed"));
+    sqlite3.write(script.toUtf8());
+    sqlite3.closeWriteChannel();
+    sqlite3.waitForFinished(-1);
+    const double ms = static_cast<double>(timer.nsecsElapsed()) / 1e6;
+    if (sqlite3.exitCode() != 0)
+        fail(QStringLiteral("sqlite3: ") + QString::fromLocal8Bit(sqlite3.readAllStandardError()));
+    return ms;
+}
+
+QString sqlite3Value(const QString& file, const QString& query)
+{
+    QProcess sqlite3;
+    sqlite3.start(QStringLiteral("sqlite3"), {file, query});
+    sqlite3.waitForFinished(-1);
+    return QString::fromUtf8(sqlite3.readAllStandardOutput()).trimmed();
+}
+
+// What a start-up leaves behind, to show that program and floor reached the same result.
+QString fingerprint(const QString& file)
+{
+    return sqlite3Value(file, QStringLiteral("select (select count(*) from users) || ' users, ' || "
+                                             "(select count(*) from dir_rights) || ' entries, ' || "
+                                             "(select count(*) from users where disable_user=1) || ' disabled, ' || "
+                                             "((select count(*) from users where homedir<>lower(homedir)) + "
+                                             "(select count(*) from dir_rights where directory<>lower(directory))) || ' upper-case paths'"));
+}
+
+// SQLite's file change counter: unchanged when nothing was written.
+quint32 changeCounter(const QString& file)
+{
+    QFile f(file);
+    if (!f.open(QIODevice::ReadOnly))
+        return 0;
+    const QByteArray header = f.read(28);
+    return (quint32(quint8(header[24])) << 24) | (quint32(quint8(header[25])) << 16) | (quint32(quint8(header[26])) << 8)
+        | quint32(quint8(header[27]));
+}
+
+int readUserList(AppContext& context)
+{
+    Session session(context);
+    if (!session.open())
+        fail(QStringLiteral("cannot open the database"));
+    Rows rows = session.select(QStringLiteral("select username from users order by username"));
+    int count = 0;
+    while (rows.next()) {
+        rows.text(QStringLiteral("username"));
+        ++count;
+    }
+    return count;
+}
+
+const QString ListScript = QStringLiteral(".output /dev/null\nselect username from users order by username;\n");
+const QString SweepReadScript = QStringLiteral(".output /dev/null\nselect username, expires from users where expires <> '';\n"
+                                               "select username, disableon from users where disableon <> '';\n");
+const QString LowerScript = QStringLiteral("UPDATE users SET homedir = lower(homedir) WHERE homedir <> lower(homedir);\n"
+                                           "UPDATE dir_rights SET directory = lower(directory) WHERE directory <> lower(directory);\n");
+
+void line(const QString& what, double programMs, double floorMs)
+{
+    out << QStringLiteral("  %1  program %2 ms, floor %3 ms, ratio %4")
+               .arg(what, -34)
+               .arg(programMs, 9, 'f', 1)
+               .arg(floorMs, 9, 'f', 1)
+               .arg(programMs / floorMs, 6, 'f', 2)
+        << Qt::endl;
+}
+
+} // namespace
+
+int main(int argc, char* argv[])
+{
+    qputenv("QT_QPA_PLATFORM", "offscreen");
+    QApplication app(argc, argv);
+    QLocale::setDefault(QLocale(QStringLiteral("en_US")));
+
+    QTemporaryDir scratch;
+    const QString folder = argc > 1 ? QString::fromLocal8Bit(argv[1]) : scratch.path();
+    QDir().mkpath(folder);
+    const QString programFile = folder + QStringLiteral("/startup.db");
+    const QString floorFile = folder + QStringLiteral("/startup-floor.db");
+    const QString quietFile = folder + QStringLiteral("/nothing-due.db");
+    const QString quietFloorFile = folder + QStringLiteral("/nothing-due-floor.db");
+
+    SystemClock clock;
+    StatusLog log(clock);
+    SettingsStore settings(nullptr, folder + QStringLiteral("/serv-u.ini"));
+    RefusingPrompter prompter;
+    SystemTrayIcon tray;
+    NoStarter starter;
+    NoEnd process;
+    InstanceLock lock(folder + QStringLiteral("/Vantrel.lock"));
+    FocusKeySender keys;
+    AppContext context(settings, prompter, log, clock, tray, starter, process, lock, keys, folder);
+
+    out << "Generating " << Accounts << " accounts with " << EntriesPerAccount << " directory entries each in " << folder
+        << Qt::endl;
+    generate(programFile, Dates::SomeDue);
+    QFile::copy(programFile, floorFile);
+    generate(quietFile, Dates::NoneDue);
+    QFile::copy(quietFile, quietFloorFile);
+
+    // (a) The first start-up.
+    settings.saveConnectionString(QStringLiteral("Provider=SQLite;Data Source=") + programFile);
+    QElapsedTimer timer;
+    timer.start();
+    accountSweep(context);
+    const double sweepMs = static_cast<double>(timer.nsecsElapsed()) / 1e6;
+    lowerCaseStoredPaths(context);
+    const double lowerMs = static_cast<double>(timer.nsecsElapsed()) / 1e6 - sweepMs;
+    const int listed = readUserList(context);
+    const double startupMs = static_cast<double>(timer.nsecsElapsed()) / 1e6;
+    const double startupFloorMs = runSqlite3(
+        floorFile, QStringLiteral("BEGIN;\n"
+                                  "DELETE FROM blocked_ips_by_user WHERE username IN (SELECT username FROM users WHERE expires = '1/1/2020');\n"
+                                  "DELETE FROM dir_rights WHERE username IN (SELECT username FROM users WHERE expires = '1/1/2020');\n"
+                                  "DELETE FROM file_rights WHERE username IN (SELECT username FROM users WHERE expires = '1/1/2020');\n"
+                                  "DELETE FROM ratio_free_files WHERE username IN (SELECT username FROM users WHERE expires = '1/1/2020');\n"
+                                  "DELETE FROM users WHERE expires = '1/1/2020';\n"
+                                  "UPDATE users SET disable_user=1, disableon='' WHERE disableon = '1/1/2020';\n")
+            + LowerScript + QStringLiteral("COMMIT;\n") + ListScript);
+    out << "(a) start-up on fresh data: " << listed << " accounts listed" << Qt::endl;
+    out << "    program: " << fingerprint(programFile) << Qt::endl;
+    out << "    floor:   " << fingerprint(floorFile) << Qt::endl;
+    out << QStringLiteral("    sweep %1 ms, lower-casing %2 ms, list %3 ms")
+               .arg(sweepMs, 0, 'f', 1)
+               .arg(lowerMs, 0, 'f', 1)
+               .arg(startupMs - sweepMs - lowerMs, 0, 'f', 1)
+        << Qt::endl;
+    line(QStringLiteral("sweep + lower-casing + list"), startupMs, startupFloorMs);
+
+    // (b) A sweep with nothing due.
+    settings.saveConnectionString(QStringLiteral("Provider=SQLite;Data Source=") + quietFile);
+    timer.restart();
+    accountSweep(context);
+    const double quietMs = static_cast<double>(timer.nsecsElapsed()) / 1e6;
+    const double quietFloorMs = runSqlite3(quietFloorFile, SweepReadScript);
+    out << "(b) sweep with nothing due: " << fingerprint(quietFile) << Qt::endl;
+    line(QStringLiteral("sweep"), quietMs, quietFloorMs);
+
+    // (c) A second start-up right after the first.
+    settings.saveConnectionString(QStringLiteral("Provider=SQLite;Data Source=") + programFile);
+    const quint32 before = changeCounter(programFile);
+    timer.restart();
+    accountSweep(context);
+    const double secondSweepMs = static_cast<double>(timer.nsecsElapsed()) / 1e6;
+    lowerCaseStoredPaths(context);
+    const double secondLowerMs = static_cast<double>(timer.nsecsElapsed()) / 1e6 - secondSweepMs;
+    readUserList(context);
+    const double secondMs = static_cast<double>(timer.nsecsElapsed()) / 1e6;
+    const quint32 after = changeCounter(programFile);
+    QElapsedTimer floorTimer;
+    const double secondFloorMs = runSqlite3(floorFile, QStringLiteral("BEGIN;\n") + SweepReadScript + LowerScript
+                                                           + QStringLiteral("COMMIT;\n") + ListScript);
+    const double lowerFloorMs = runSqlite3(floorFile, QStringLiteral("BEGIN;\n") + LowerScript + QStringLiteral("COMMIT;\n"));
+    out << "(c) second start-up: file change counter " << before << " -> " << after
+        << (before == after ? " (nothing written)" : " (rows were written)") << Qt::endl;
+    line(QStringLiteral("lower-casing"), secondLowerMs, lowerFloorMs);
+    line(QStringLiteral("sweep + lower-casing + list"), secondMs, secondFloorMs);
+    return 0;
+}
