@@ -34,6 +34,13 @@ bool looksLikeRoot(const QString& path)
 
 } // namespace
 
+QString withoutTrailingSeparator(const QString& path)
+{
+    if ((path.endsWith(QLatin1Char('\\')) || path.endsWith(QLatin1Char('/'))) && !looksLikeRoot(path))
+        return path.chopped(1);
+    return path;
+}
+
 bool isNetworkFileSystemType(const QString& fileSystemType)
 {
     static const QStringList networkTypes{

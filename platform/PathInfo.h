@@ -15,5 +15,8 @@ struct PathFacts
 
 PathFacts pathInfo(const QString& path);
 
+// The path without a trailing separator, unless the path is a root ("/", "C:\").
+QString withoutTrailingSeparator(const QString& path);
+
 // True when the file system type names a network file system (nfs, cifs, ...).
 bool isNetworkFileSystemType(const QString& fileSystemType);

@@ -1,5 +1,6 @@
 #include "shell/MainWindow.h"
 
+#include "accounts/UserPage.h"
 #include "maintenance/AboutWindow.h"
 #include "maintenance/Help.h"
 #include "platform/Clock.h"
@@ -128,15 +129,13 @@ void MainWindow::setupCentral()
     layout->setContentsMargins(12, 12, 12, 12);
     layout->setSpacing(10);
 
-    // The user page fills this host.
-    m_pageHost = new QWidget(central);
-    m_pageHost->setObjectName(QStringLiteral("userPage"));
-    auto* pageLayout = new QVBoxLayout(m_pageHost);
-    pageLayout->setContentsMargins(0, 0, 0, 0);
-    layout->addWidget(m_pageHost, 1);
+    m_userPage = new UserPage(m_ctx, m_windows, m_page, central);
+    layout->addWidget(m_userPage, 1);
 
     auto* bar = new QHBoxLayout;
     bar->setObjectName(QStringLiteral("frameButtons"));
+    for (QPushButton* action : m_userPage->actionButtons())
+        bar->addWidget(action);
     bar->addStretch(1);
     addFrameButton(bar, QStringLiteral("cmdHelp"), QStringLiteral("Help"), &MainWindow::cmdHelp_Click);
     addFrameButton(bar, QStringLiteral("cmdOK"), QStringLiteral("Minimize"), &MainWindow::cmdOK_Click);
@@ -235,10 +234,12 @@ void MainWindow::seedRandom()
 
 void MainWindow::popMain()
 {
+    m_userPage->popMain();
 }
 
 void MainWindow::cmdStore_Click()
 {
+    m_userPage->cmdStore_Click();
 }
 
 void MainWindow::revealShowLog()

@@ -11,6 +11,7 @@ class QMenu;
 class QPushButton;
 class QTimer;
 class QVBoxLayout;
+class UserPage;
 struct AppContext;
 
 // frmMain: the program's one working screen. It lives for the whole run; closing
@@ -28,6 +29,7 @@ public:
     bool isLoaded() const { return m_loaded; }
 
     PageState& pageState() { return m_page; }
+    UserPage& userPage() { return *m_userPage; }
     int minuteCounter() const { return m_minuteCounter; }
 
     // Makes the hidden "Show Log" item of the Help menu visible for the rest of the run.
@@ -95,7 +97,7 @@ private:
     bool m_loaded = false;
     int m_minuteCounter = 0;
 
-    QWidget* m_pageHost = nullptr;
+    UserPage* m_userPage = nullptr;
     QAction* m_showLog = nullptr;
     QMenu* m_iconMenu = nullptr;
     QTimer* m_timer1 = nullptr;

@@ -124,7 +124,6 @@ private slots:
         QTest::addColumn<prompt::Answer>("answer");
         QTest::newRow("copy, no") << SaveMode::Copy << prompt::Answer::No;
         QTest::newRow("new user, cancel") << SaveMode::NewUser << prompt::Answer::Cancel;
-        QTest::newRow("copy, yes") << SaveMode::Copy << prompt::Answer::Yes;
     }
 
     void minimizeButtonOffersToSaveAPendingCopy()

@@ -1,0 +1,287 @@
+#include "accounts/AccountStore.h"
+
+#include "db/SqlText.h"
+#include "platform/PathInfo.h"
+#include "platform/Prompter.h"
+#include "shell/AppContext.h"
+#include "shell/AppInfo.h"
+#include "shell/Session.h"
+
+namespace accounts {
+namespace {
+
+constexpr int MaxUsername = 45;
+constexpr int MaxHomedir = 1024;
+constexpr int MaxPassword = 45;
+constexpr int MaxNotes = 40000;
+
+const QString PasswordPlaceholder = QStringLiteral("[Click Here to Change]");
+
+void warn(AppContext& context, const QString& text)
+{
+    context.prompter.tell(appinfo::Title, text, prompt::Icon::Exclamation);
+}
+
+QString tooLong(const QString& field)
+{
+    return QStringLiteral("The number of characters in the %1 field \r\nexceeds the maximum number of characters allowed.")
+        .arg(field);
+}
+
+// A stored inherit flag goes into SQL as a number; anything else counts as 0.
+QString inheritNumber(const QString& field)
+{
+    bool ok = false;
+    const qint64 value = field.trimmed().toLongLong(&ok);
+    return sqlNumber(ok ? value : qint64(0));
+}
+
+bool writeEntries(Session& session, AppContext& context, const PageState& page, const PageValues& values,
+                  const QString& pageRights)
+{
+    const QString selected = values.selectedDirectory ? values.selectedDirectory->toLower() : QString();
+    for (const accessrules::Entry& entry : accessrules::entries(page.accessRuleList)) {
+        const QString directory = entry.directory.toLower();
+        QString rights;
+        QString inherit;
+        // The check boxes show the selected entry, so their state wins for it.
+        if (values.selectedDirectory && directory == selected) {
+            rights = pageRights;
+            inherit = values.pageInherit ? QStringLiteral("1") : QStringLiteral("0");
+        } else {
+            rights = sqlQuote(entry.rights);
+            inherit = inheritNumber(entry.inherit);
+        }
+        context.logStatus(QStringLiteral("insert dir rights for ") + directory);
+        if (directory.isEmpty())
+            continue;
+        if (!session.execute(QStringLiteral("INSERT INTO [dir_rights] ([username], [directory], [dir_rights], [inherit_subdirs]) "
+                                            "VALUES (%1, %2, %3, %4)")
+                                 .arg(sqlQuote(page.currentUser), sqlQuote(directory), rights, inherit)))
+            return false;
+    }
+    return true;
+}
+
+} // namespace
+
+std::optional<QStringList> readUserNames(AppContext& context)
+{
+    Session session(context);
+    if (!session.open())
+        return std::nullopt;
+    Rows rows = session.select(QStringLiteral("select username from users order by username"));
+    if (!rows.isValid())
+        return std::nullopt;
+    QStringList names;
+    while (rows.next())
+        names.append(rows.textAt(0));
+    return names;
+}
+
+LoadedUser loadUser(AppContext& context, const QString& name)
+{
+    LoadedUser user;
+    Session session(context);
+    if (!session.open())
+        return user;
+    user.opened = true;
+    const QString quoted = sqlQuote(name);
+
+    Rows basics = session.select(QStringLiteral("SELECT username, homedir, comments FROM users WHERE username=") + quoted);
+    if (!basics.isValid())
+        return user;
+    while (basics.next()) {
+        user.rowFound = true;
+        user.username = basics.text(QStringLiteral("username"));
+        user.homedir = basics.text(QStringLiteral("homedir"));
+        user.comments = basics.text(QStringLiteral("comments"));
+    }
+    context.logStatus(QStringLiteral("getdata for this page"));
+
+    Rows directories =
+        session.select(QStringLiteral("SELECT directory, dir_rights, inherit_subdirs FROM dir_rights WHERE username=") + quoted);
+    if (!directories.isValid())
+        return user;
+    while (directories.next()) {
+        const QString directory = directories.text(QStringLiteral("directory"));
+        user.directories.append(directory);
+        user.accessRuleList += accessrules::entryText({name, directory, directories.text(QStringLiteral("dir_rights")),
+                                                  directories.text(QStringLiteral("inherit_subdirs"))})
+            + accessrules::Separator;
+    }
+
+    Rows dates = session.select(QStringLiteral("SELECT Expires, DisableOn FROM users WHERE username=") + quoted);
+    if (!dates.isValid())
+        return user;
+    user.datesRead = true;
+    while (dates.next()) {
+        user.expires = dates.text(QStringLiteral("Expires"));
+        user.disableOn = dates.text(QStringLiteral("DisableOn"));
+    }
+
+    Session second(context);
+    if (!second.open()) {
+        user.complete = true;
+        return user;
+    }
+    Rows flag = second.select(QStringLiteral("SELECT disable_user FROM users WHERE username=") + quoted);
+    if (!flag.isValid())
+        return user;
+    user.disableFlagRead = true;
+    while (flag.next()) {
+        const QString text = flag.isNull(QStringLiteral("disable_user")) ? QStringLiteral("0") : flag.text(QStringLiteral("disable_user"));
+        user.disabled = text.toDouble() == 1.0;
+    }
+    if (user.accessRuleList.size() > 1)
+        user.accessRuleList.chop(1);
+    user.complete = true;
+    return user;
+}
+
+bool saveUser(AppContext& context, PageState& page, const PageValues& values)
+{
+    context.logStatus(QStringLiteral("rootdir = getRegSettings(ftp_directory)"));
+    context.logStatus(QStringLiteral("check for duplicate username"));
+    page.pageChanged = false;
+    context.logStatus(QStringLiteral("get the basic data from the main page"));
+
+    if (values.username.size() > MaxUsername) {
+        warn(context, tooLong(QStringLiteral("Username")));
+        return false;
+    }
+    if (values.homedir.size() > MaxHomedir) {
+        warn(context, tooLong(QStringLiteral("Home Directory")));
+        return false;
+    }
+    if (values.password.size() > MaxPassword) {
+        warn(context, tooLong(QStringLiteral("Password")));
+        return false;
+    }
+    if (values.notes.size() > MaxNotes) {
+        warn(context, tooLong(QStringLiteral("Notes")));
+        return false;
+    }
+    if (values.username.trimmed().isEmpty()) {
+        warn(context, QStringLiteral("Username cannot be left blank."));
+        return false;
+    }
+    const QString home = values.homedir.toLower();
+    if (home.trimmed().isEmpty()) {
+        warn(context, QStringLiteral("Home Directory field cannot be left blank."));
+        return false;
+    }
+    const PathFacts facts = pathInfo(home);
+    if (!facts.isDirectory) {
+        const auto answer = context.prompter.ask(appinfo::Title,
+                                                 QStringLiteral("The Home Directory specified is not valid.\r\n\r\n"
+                                                                "Press OK to save as entered, or Cancel to edit."),
+                                                 prompt::Icon::Exclamation, prompt::Buttons::OkCancel);
+        if (answer != prompt::Answer::Ok)
+            return false;
+    }
+    if (facts.isNetworkPath || facts.isUnc) {
+        const auto answer = context.prompter.ask(
+            appinfo::Title,
+            QStringLiteral("The Home Directory path specified is a network or UNC path.\r\n"
+                           "These paths may need directory user rights for proper usage.\r\n\r\n"
+                           "Are you sure you want to use network or UNC paths?"),
+            prompt::Icon::Question, prompt::Buttons::YesNoCancel, prompt::Answer::No);
+        if (answer != prompt::Answer::Yes)
+            return false;
+    }
+    if (values.password.trimmed().isEmpty()) {
+        warn(context, QStringLiteral("The Password field must contain at least an alphanumeric character"));
+        return false;
+    }
+    const bool passwordChanged = values.password != PasswordPlaceholder;
+    const QString notes = values.notes.trimmed().isEmpty() ? QStringLiteral("NULL") : sqlQuote(values.notes);
+    context.logStatus(QStringLiteral("encode the dir rights acronym"));
+    // No box checked stores empty rights text.
+    const QString pageRights = sqlQuote(values.anyRightChecked ? accessrules::rightsLetters(values.pageRights) : QString());
+
+    Session session(context);
+    if (!session.open())
+        return false;
+
+    const QString user = sqlQuote(values.username);
+    const QString insertAccount =
+        QStringLiteral("INSERT INTO [users]([username], [homedir], [password], [comments], [max_concurrent], "
+                       "[max_logins_per_ip], [quota_current])VALUES(%1, %2, %3, %4, 1, 1, 0)")
+            .arg(user, sqlQuote(home), sqlQuote(values.password), notes);
+    const QString deleteEntries = QStringLiteral("DELETE FROM [dir_rights] WHERE [username]=") + sqlQuote(page.currentUser);
+
+    switch (page.saveMode) {
+    case SaveMode::Update: {
+        context.logStatus(QStringLiteral("Update users table with new info"));
+        const QString passwordPart =
+            passwordChanged ? QStringLiteral(", [password]=") + sqlQuote(values.password) : QString();
+        if (!session.execute(QStringLiteral("UPDATE [users] SET [username]=%1, [homedir]=%2%3, [comments]=%4 WHERE [username]=%5")
+                                 .arg(user, sqlQuote(home), passwordPart, notes, sqlQuote(page.currentUser))))
+            return false;
+        context.logStatus(QStringLiteral("Delete all dir rights"));
+        if (!session.execute(deleteEntries) || !writeEntries(session, context, page, values, pageRights))
+            return false;
+        break;
+    }
+    case SaveMode::NewUser:
+        context.logStatus(QStringLiteral("insert into users (new user)"));
+        if (!session.execute(insertAccount))
+            return false;
+        if (values.selectedDirectory) {
+            context.logStatus(QStringLiteral("insert into dir_rights (new user)"));
+            if (!session.execute(QStringLiteral("INSERT INTO [dir_rights] ([username], [directory], [dir_rights], [inherit_subdirs]) "
+                                                "VALUES (%1, %2, %3, %4)")
+                                     .arg(user, sqlQuote(values.selectedDirectory->toLower()), pageRights,
+                                          values.pageInherit ? QStringLiteral("1") : QStringLiteral("0"))))
+                return false;
+        }
+        break;
+    case SaveMode::Copy:
+        context.logStatus(QStringLiteral("insert into users (new user)"));
+        if (!session.execute(insertAccount))
+            return false;
+        context.logStatus(QStringLiteral("Delete all dir rights"));
+        if (!session.execute(deleteEntries) || !writeEntries(session, context, page, values, pageRights))
+            return false;
+        break;
+    }
+    page.saveMode = SaveMode::Update;
+    context.logStatus(QStringLiteral("close database"));
+    return true;
+}
+
+DeleteOutcome deleteUser(AppContext& context, const QString& name)
+{
+    const auto answer = context.prompter.ask(QStringLiteral("Warning: Deleting a user is permanent."),
+                                             QStringLiteral("Warning: You cannot undo or restore from this action.\r\n"
+                                                            "Are you sure you want to delete %1?\r\n")
+                                                 .arg(name),
+                                             prompt::Icon::Exclamation, prompt::Buttons::YesNoCancel, prompt::Answer::No);
+    if (answer != prompt::Answer::Yes)
+        return DeleteOutcome::Declined;
+    Session session(context);
+    if (!session.open())
+        return DeleteOutcome::Failed;
+    context.logStatus(QStringLiteral("theres no turning back now, delete all traces of user"));
+    const QString quoted = sqlQuote(name);
+    for (const char* table : {"blocked_ips_by_user", "dir_rights", "file_rights", "ratio_free_files", "users"}) {
+        const QString tableName = QLatin1String(table);
+        if (!session.execute(QStringLiteral("DELETE FROM %1 WHERE %1.username=%2").arg(tableName, quoted)))
+            return DeleteOutcome::Failed;
+    }
+    return DeleteOutcome::Deleted;
+}
+
+std::optional<bool> nameInUse(AppContext& context, const QString& name)
+{
+    Session session(context);
+    if (!session.open())
+        return std::nullopt;
+    Rows rows = session.select(QStringLiteral("select username from users where username=") + sqlQuote(name));
+    if (!rows.isValid())
+        return std::nullopt;
+    return rows.next();
+}
+
+} // namespace accounts
