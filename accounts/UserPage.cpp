@@ -214,11 +214,12 @@ void UserPage::setupLayout()
 
 void UserPage::setupConnections()
 {
-    connect(m_lstUsers, &QListWidget::currentRowChanged, this, [this] {
+    // A click reaches the page once the item is selected, not when it becomes current.
+    connect(m_lstUsers, &QListWidget::itemSelectionChanged, this, [this] {
         if (!m_fillingList)
             lstUsers_Click();
     });
-    connect(m_lstAccess, &QListWidget::currentRowChanged, this, &UserPage::lstAccess_Click);
+    connect(m_lstAccess, &QListWidget::itemSelectionChanged, this, &UserPage::lstAccess_Click);
     connect(m_cmdBrowse, &QPushButton::clicked, this, &UserPage::cmdBrowse_Click);
     connect(m_cmdAdd, &QPushButton::clicked, this, &UserPage::cmdAdd_Click);
     connect(m_cmdEdit, &QPushButton::clicked, this, &UserPage::cmdEdit_Click);

@@ -1,5 +1,7 @@
 #include "platform/SystemTrayIcon.h"
 
+#include <QGuiApplication>
+
 namespace {
 
 // The tip lives in a fixed field of 64 characters with its terminating NUL.
@@ -31,14 +33,19 @@ QIcon SystemTrayIcon::iconFor(TrayPicture picture)
 
 void SystemTrayIcon::add(TrayPicture picture, const QString& tip)
 {
-    if (!m_icon) {
+    // Platforms without a screen have no notification area to put an icon in.
+    static const bool headless = QGuiApplication::platformName() == QLatin1String("offscreen")
+        || QGuiApplication::platformName() == QLatin1String("minimal");
+    if (!m_icon && !headless) {
         m_icon = std::make_unique<QSystemTrayIcon>();
         connect(m_icon.get(), &QSystemTrayIcon::activated, this, &SystemTrayIcon::onActivated);
     }
     m_tip = tip.left(MaxTipLength);
-    m_icon->setIcon(iconFor(picture));
-    m_icon->setToolTip(m_tip);
-    m_icon->show();
+    if (m_icon) {
+        m_icon->setIcon(iconFor(picture));
+        m_icon->setToolTip(m_tip);
+        m_icon->show();
+    }
     m_added = true;
     m_current = picture;
 }

@@ -1,6 +1,23 @@
 #include "TestEnvironment.h"
 
 #include <QDir>
+#include <QRandomGenerator>
+
+LowerCaseTempFolder::LowerCaseTempFolder()
+{
+    for (int attempt = 0; attempt < 100 && m_path.isEmpty(); ++attempt) {
+        const QString candidate = QDir::tempPath().toLower() + QStringLiteral("/quillmere-test-%1")
+                                      .arg(QRandomGenerator::global()->generate64(), 16, 16, QLatin1Char('0'));
+        if (QDir().mkdir(candidate))
+            m_path = candidate;
+    }
+}
+
+LowerCaseTempFolder::~LowerCaseTempFolder()
+{
+    if (!m_path.isEmpty())
+        QDir(m_path).removeRecursively();
+}
 
 TestEnvironment::TestEnvironment()
     : log(clock)

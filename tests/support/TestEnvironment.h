@@ -10,7 +10,24 @@
 #include "shell/AppContext.h"
 #include "shell/StatusLog.h"
 
-#include <QTemporaryDir>
+#include <QString>
+
+// A temporary folder whose path is all lower case: the program stores paths
+// lower-cased, so only such folders can be found again under their stored name.
+class LowerCaseTempFolder
+{
+public:
+    LowerCaseTempFolder();
+    ~LowerCaseTempFolder();
+    LowerCaseTempFolder(const LowerCaseTempFolder&) = delete;
+    LowerCaseTempFolder& operator=(const LowerCaseTempFolder&) = delete;
+
+    QString path() const { return m_path; }
+    QString filePath(const QString& relative) const { return m_path + QLatin1Char('/') + relative; }
+
+private:
+    QString m_path;
+};
 
 // A whole program context in a fresh temporary folder: the settings file, the
 // program's folder and the runtime folder of the instance lock all live there.
@@ -29,7 +46,7 @@ public:
     // Stores a connection string, so that start-up takes the configured path.
     void storeConnectionString(const QString& connectionString);
 
-    QTemporaryDir dir;
+    LowerCaseTempFolder dir;
     FixedClock clock;
     StatusLog log;
     SettingsStore settings;
