@@ -9,19 +9,10 @@
 //
 // Usage: bench-startup [folder]   (default: a folder under the system temp folder)
 
-#include "platform/Clock.h"
-#include "platform/FocusKeySender.h"
-#include "platform/InstanceLock.h"
-#include "platform/ProcessControl.h"
-#include "platform/ProgramStarter.h"
-#include "platform/Prompter.h"
-#include "platform/SettingsStore.h"
-#include "platform/SystemTrayIcon.h"
+#include "BenchSupport.h"
+
 #include "shell/AccountSweep.h"
-#include "shell/AppContext.h"
-#include "shell/EmbeddedFiles.h"
 #include "shell/Session.h"
-#include "shell/StatusLog.h"
 
 #include <QApplication>
 #include <QDir>
@@ -34,46 +25,15 @@
 #include <QTemporaryDir>
 #include <QTextStream>
 
-#include <cstdlib>
 
 namespace {
+
+using namespace bench;
 
 constexpr int Accounts = 100000;
 constexpr int EntriesPerAccount = 5;
 
 QTextStream out(stdout);
-
-[[noreturn]] void fail(const QString& why)
-{
-    QTextStream(stderr) << "bench-startup: " << why << Qt::endl;
-    std::exit(1);
-}
-
-// A benchmark has nobody to answer: any prompt means something went wrong.
-class RefusingPrompter final : public Prompter
-{
-public:
-    prompt::Answer message(const prompt::Message& message) override { fail(QStringLiteral("unexpected message: ") + message.text); }
-    QString input(const prompt::Input& input) override { fail(QStringLiteral("unexpected input box: ") + input.text); }
-    QString chooseFolder(const prompt::FolderChoice&) override { fail(QStringLiteral("unexpected folder picker")); }
-    QString chooseFile(const prompt::FileChoice&) override { fail(QStringLiteral("unexpected file picker")); }
-    void runModal(QWidget*) override { fail(QStringLiteral("unexpected modal window")); }
-    void beep() override {}
-};
-
-class NoStarter final : public ProgramStarter
-{
-public:
-    bool startProgram(const QString&, const QStringList&) override { return false; }
-    bool openDocument(const QString&) override { return false; }
-    bool openUrl(const QUrl&) override { return false; }
-};
-
-class NoEnd final : public ProcessControl
-{
-public:
-    void endProcess(int) override { fail(QStringLiteral("the program tried to end")); }
-};
 
 enum class Dates { SomeDue, NoneDue };
 
@@ -81,9 +41,7 @@ enum class Dates { SomeDue, NoneDue };
 // next century), every tenth plus one due to be disabled; paths in mixed case.
 void generate(const QString& file, Dates dates)
 {
-    QFile::remove(file);
-    if (!embedded::writeEmbeddedFile(embedded::TemplateDatabase, file))
-        fail(QStringLiteral("cannot write the template to ") + file);
+    freshDatabase(file);
     {
         QSqlDatabase db = QSqlDatabase::addDatabase(QStringLiteral("QSQLITE"), QStringLiteral("generator"));
         db.setDatabaseName(file);
@@ -121,31 +79,6 @@ void generate(const QString& file, Dates dates)
         db.close();
     }
     QSqlDatabase::removeDatabase(QStringLiteral("generator"));
-}
-
-double runSqlite3(const QString& file, const QString& script)
-{
-    QProcess sqlite3;
-    QElapsedTimer timer;
-    timer.start();
-    sqlite3.start(QStringLiteral("sqlite3"), {file});
-    if (!sqlite3.waitForStarted())
-        fail(QStringLiteral("the sqlite3 shell is not installed"));
-    sqlite3.write(script.toUtf8());
-    sqlite3.closeWriteChannel();
-    sqlite3.waitForFinished(-1);
-    const double ms = static_cast<double>(timer.nsecsElapsed()) / 1e6;
-    if (sqlite3.exitCode() != 0)
-        fail(QStringLiteral("sqlite3: ") + QString::fromLocal8Bit(sqlite3.readAllStandardError()));
-    return ms;
-}
-
-QString sqlite3Value(const QString& file, const QString& query)
-{
-    QProcess sqlite3;
-    sqlite3.start(QStringLiteral("sqlite3"), {file, query});
-    sqlite3.waitForFinished(-1);
-    return QString::fromUtf8(sqlite3.readAllStandardOutput()).trimmed();
 }
 
 // What a start-up leaves behind, to show that program and floor reached the same result.
@@ -189,16 +122,6 @@ const QString SweepReadScript = QStringLiteral(".output /dev/null\nselect userna
 const QString LowerScript = QStringLiteral("UPDATE users SET homedir = lower(homedir) WHERE homedir <> lower(homedir);\n"
                                            "UPDATE dir_rights SET directory = lower(directory) WHERE directory <> lower(directory);\n");
 
-void line(const QString& what, double programMs, double floorMs)
-{
-    out << QStringLiteral("  %1  program %2 ms, floor %3 ms, ratio %4")
-               .arg(what, -34)
-               .arg(programMs, 9, 'f', 1)
-               .arg(floorMs, 9, 'f', 1)
-               .arg(programMs / floorMs, 6, 'f', 2)
-        << Qt::endl;
-}
-
 } // namespace
 
 int main(int argc, char* argv[])
@@ -215,16 +138,9 @@ int main(int argc, char* argv[])
     const QString quietFile = folder + QStringLiteral("/nothing-due.db");
     const QString quietFloorFile = folder + QStringLiteral("/nothing-due-floor.db");
 
-    SystemClock clock;
-    StatusLog log(clock);
-    SettingsStore settings(nullptr, folder + QStringLiteral("/serv-u.ini"));
-    RefusingPrompter prompter;
-    SystemTrayIcon tray;
-    NoStarter starter;
-    NoEnd process;
-    InstanceLock lock(folder + QStringLiteral("/Vantrel.lock"));
-    FocusKeySender keys;
-    AppContext context(settings, prompter, log, clock, tray, starter, process, lock, keys, folder);
+    Context bench(folder);
+    AppContext& context = bench.context;
+    SettingsStore& settings = bench.settings;
 
     out << "Generating " << Accounts << " accounts with " << EntriesPerAccount << " directory entries each in " << folder
         << Qt::endl;
@@ -260,7 +176,7 @@ int main(int argc, char* argv[])
                .arg(lowerMs, 0, 'f', 1)
                .arg(startupMs - sweepMs - lowerMs, 0, 'f', 1)
         << Qt::endl;
-    line(QStringLiteral("sweep + lower-casing + list"), startupMs, startupFloorMs);
+    report(QStringLiteral("sweep + lower-casing + list"), startupMs, startupFloorMs);
 
     // (b) A sweep with nothing due.
     settings.saveConnectionString(QStringLiteral("Provider=SQLite;Data Source=") + quietFile);
@@ -269,7 +185,7 @@ int main(int argc, char* argv[])
     const double quietMs = static_cast<double>(timer.nsecsElapsed()) / 1e6;
     const double quietFloorMs = runSqlite3(quietFloorFile, SweepReadScript);
     out << "(b) sweep with nothing due: " << fingerprint(quietFile) << Qt::endl;
-    line(QStringLiteral("sweep"), quietMs, quietFloorMs);
+    report(QStringLiteral("sweep"), quietMs, quietFloorMs);
 
     // (c) A second start-up right after the first.
     settings.saveConnectionString(QStringLiteral("Provider=SQLite;Data Source=") + programFile);
@@ -282,13 +198,12 @@ int main(int argc, char* argv[])
     readUserList(context);
     const double secondMs = static_cast<double>(timer.nsecsElapsed()) / 1e6;
     const quint32 after = changeCounter(programFile);
-    QElapsedTimer floorTimer;
     const double secondFloorMs = runSqlite3(floorFile, QStringLiteral("BEGIN;\n") + SweepReadScript + LowerScript
                                                            + QStringLiteral("COMMIT;\n") + ListScript);
     const double lowerFloorMs = runSqlite3(floorFile, QStringLiteral("BEGIN;\n") + LowerScript + QStringLiteral("COMMIT;\n"));
     out << "(c) second start-up: file change counter " << before << " -> " << after
         << (before == after ? " (nothing written)" : " (rows were written)") << Qt::endl;
-    line(QStringLiteral("lower-casing"), secondLowerMs, lowerFloorMs);
-    line(QStringLiteral("sweep + lower-casing + list"), secondMs, secondFloorMs);
+    report(QStringLiteral("lower-casing"), secondLowerMs, lowerFloorMs);
+    report(QStringLiteral("sweep + lower-casing + list"), secondMs, secondFloorMs);
     return 0;
 }

@@ -1,0 +1,116 @@
+#include "BenchSupport.h"
+
+#include "shell/EmbeddedFiles.h"
+
+#include <QFile>
+#include <QProcess>
+#include <QTextStream>
+
+#include <cstdlib>
+
+namespace bench {
+
+void fail(const QString& why)
+{
+    QTextStream(stderr) << "benchmark: " << why << Qt::endl;
+    std::exit(1);
+}
+
+prompt::Answer RefusingPrompter::message(const prompt::Message& message)
+{
+    fail(QStringLiteral("unexpected message: ") + message.text);
+}
+
+QString RefusingPrompter::input(const prompt::Input& input)
+{
+    fail(QStringLiteral("unexpected input box: ") + input.text);
+}
+
+QString RefusingPrompter::chooseFolder(const prompt::FolderChoice&)
+{
+    fail(QStringLiteral("unexpected folder picker"));
+}
+
+QString RefusingPrompter::chooseFile(const prompt::FileChoice&)
+{
+    fail(QStringLiteral("unexpected file picker"));
+}
+
+void RefusingPrompter::runModal(QWidget*)
+{
+    fail(QStringLiteral("unexpected modal window"));
+}
+
+Context::Context(const QString& folder)
+    : log(clock)
+    , settings(nullptr, folder + QStringLiteral("/serv-u.ini"))
+    , lock(folder + QStringLiteral("/Vantrel.lock"))
+    , context(settings, prompter, log, clock, tray, starter, process, lock, keys, folder)
+{
+}
+
+void Context::useDatabase(const QString& sqliteFile)
+{
+    settings.saveConnectionString(QStringLiteral("Provider=SQLite;Data Source=") + sqliteFile);
+}
+
+void freshDatabase(const QString& file)
+{
+    QFile::remove(file);
+    if (!embedded::writeEmbeddedFile(embedded::TemplateDatabase, file))
+        fail(QStringLiteral("cannot write the template to ") + file);
+}
+
+double milliseconds(const QElapsedTimer& timer)
+{
+    return static_cast<double>(timer.nsecsElapsed()) / 1e6;
+}
+
+double runSqlite3(const QString& file, const QString& script)
+{
+    QProcess sqlite3;
+    QElapsedTimer timer;
+    timer.start();
+    sqlite3.start(QStringLiteral("sqlite3"), {file});
+    if (!sqlite3.waitForStarted())
+        fail(QStringLiteral("the sqlite3 shell is not installed"));
+    sqlite3.write(script.toUtf8());
+    sqlite3.closeWriteChannel();
+    sqlite3.waitForFinished(-1);
+    const double ms = milliseconds(timer);
+    if (sqlite3.exitCode() != 0)
+        fail(QStringLiteral("sqlite3: ") + QString::fromLocal8Bit(sqlite3.readAllStandardError()));
+    return ms;
+}
+
+QString sqlite3Value(const QString& file, const QString& query)
+{
+    QProcess sqlite3;
+    sqlite3.start(QStringLiteral("sqlite3"), {file, query});
+    sqlite3.waitForFinished(-1);
+    return QString::fromUtf8(sqlite3.readAllStandardOutput()).trimmed();
+}
+
+double peakMemoryMiB()
+{
+    QFile status(QStringLiteral("/proc/self/status"));
+    if (!status.open(QIODevice::ReadOnly))
+        return 0;
+    for (const QByteArray& line : status.readAll().split('\n')) {
+        if (line.startsWith("VmHWM:"))
+            return line.mid(6).trimmed().split(' ').first().toDouble() / 1024.0;
+    }
+    return 0;
+}
+
+void report(const QString& what, double programMs, double floorMs)
+{
+    QTextStream(stdout) << QStringLiteral("  %1  program %2 ms, floor %3 ms, ratio %4")
+                               .arg(what, -34)
+                               .arg(programMs, 9, 'f', 1)
+                               .arg(floorMs, 9, 'f', 1)
+                               .arg(programMs / floorMs, 6, 'f', 2)
+                        << Qt::endl;
+}
+
+} // namespace bench
