@@ -3,6 +3,10 @@
 #include "platform/ProcessControl.h"
 #include "platform/Prompter.h"
 
+#include "accounts/UserPage.h"
+#include "limits/DiskQuotaWindow.h"
+#include "limits/MiscSetupWindow.h"
+#include "limits/UDRatiosWindow.h"
 #include "maintenance/AboutWindow.h"
 #include "server/ConfigureWindow.h"
 #include "shell/AppContext.h"
@@ -52,9 +56,58 @@ SplashWindow& AppWindows::splash()
 
 MainWindow& AppWindows::main()
 {
-    if (!m_main)
+    if (!m_main) {
         m_main = std::make_unique<MainWindow>(m_ctx, *this);
+        connectUserPage();
+    }
     return *m_main;
+}
+
+void AppWindows::connectUserPage()
+{
+    UserPage& page = m_main->userPage();
+    const auto showDialog = [](QDialog& dialog) {
+        dialog.show();
+        dialog.raise();
+        dialog.activateWindow();
+    };
+    connect(&page, &UserPage::accountOptionsRequested, this, [this, showDialog] {
+        miscSetup().popInfo();
+        showDialog(miscSetup());
+    });
+    connect(&page, &UserPage::transferRatiosRequested, this, [this, showDialog] {
+        udRatios().thisFormLoadData();
+        showDialog(udRatios());
+    });
+    connect(&page, &UserPage::diskQuotaRequested, this, [this, showDialog] {
+        diskQuota().popQuota();
+        showDialog(diskQuota());
+    });
+}
+
+MiscSetupWindow& AppWindows::miscSetup()
+{
+    if (!m_miscSetup) {
+        m_miscSetup = std::make_unique<MiscSetupWindow>(m_ctx, *this);
+        // Enter on the calendar destroys the window; the next use creates it afresh.
+        connect(m_miscSetup.get(), &MiscSetupWindow::destroyRequested, this,
+                [this] { m_miscSetup.release()->deleteLater(); });
+    }
+    return *m_miscSetup;
+}
+
+UDRatiosWindow& AppWindows::udRatios()
+{
+    if (!m_udRatios)
+        m_udRatios = std::make_unique<UDRatiosWindow>(m_ctx, *this);
+    return *m_udRatios;
+}
+
+DiskQuotaWindow& AppWindows::diskQuota()
+{
+    if (!m_diskQuota)
+        m_diskQuota = std::make_unique<DiskQuotaWindow>(m_ctx, *this);
+    return *m_diskQuota;
 }
 
 StatusWindow& AppWindows::status()

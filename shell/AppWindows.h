@@ -7,6 +7,9 @@
 struct AppContext;
 class AboutWindow;
 class ConfigureWindow;
+class DiskQuotaWindow;
+class MiscSetupWindow;
+class UDRatiosWindow;
 class MainWindow;
 class SplashWindow;
 class StatusWindow;
@@ -30,12 +33,17 @@ public:
     StatusWindow& status();
     AboutWindow& about();
     ConfigureWindow& configure();
+    MiscSetupWindow& miscSetup();
+    UDRatiosWindow& udRatios();
+    DiskQuotaWindow& diskQuota();
 
     bool hasMain() const { return m_main != nullptr; }
 
 private:
     // The configuration window in repair mode, after a failed database open.
     void repairConnection();
+    // The user page's dialog buttons: each dialog loads the current user, then shows.
+    void connectUserPage();
 
     AppContext& m_ctx;
     std::unique_ptr<SplashWindow> m_splash;
@@ -43,4 +51,7 @@ private:
     std::unique_ptr<StatusWindow> m_status;
     std::unique_ptr<AboutWindow> m_about;
     std::unique_ptr<ConfigureWindow> m_configure;
+    std::unique_ptr<MiscSetupWindow> m_miscSetup;
+    std::unique_ptr<UDRatiosWindow> m_udRatios;
+    std::unique_ptr<DiskQuotaWindow> m_diskQuota;
 };

@@ -1,0 +1,25 @@
+#pragma once
+
+#include <QString>
+
+#include <optional>
+
+// Numbers as the limit dialogs show and store them: typed with a point whatever
+// the regional settings (the key filter lets no other separator through), shown
+// without needless decimals, and rounded half to even where a value is shown
+// rounded.
+namespace numbers {
+
+// The value of a typed number; nullopt for anything that is not one ("1.2.3",
+// "5x"). Blanks around it are ignored; empty text is not a number either.
+std::optional<double> read(const QString& text);
+// A whole number, as the integer columns need; nullopt otherwise.
+std::optional<qint64> readWhole(const QString& text);
+// The leading number of a text, as a unit conversion reads it: "12abc" is 12, "" is 0.
+double leading(const QString& text);
+
+double roundHalfEven(double value, int decimals);
+// A number in the plain form the dialogs show: "5", "0.954", "2.5".
+QString show(double value);
+
+} // namespace numbers
