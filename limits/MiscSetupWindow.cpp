@@ -192,10 +192,17 @@ void MiscSetupWindow::setupLayout()
     main->addStretch(1);
     main->addLayout(buttons);
 
-    // The calendar frame takes the place of the options while a date is picked.
-    m_frames = new QStackedLayout(this);
+    // The calendar frame takes the place of the options while a date is picked,
+    // centred in the space the options leave.
+    m_calendarPage = new QWidget(this);
+    auto* calendarLayout = new QGridLayout(m_calendarPage);
+    calendarLayout->addWidget(m_calendar, 0, 0, Qt::AlignCenter);
+    auto* outer = new QVBoxLayout(this);
+    outer->setContentsMargins(12, 12, 12, 12);
+    m_frames = new QStackedLayout;
     m_frames->addWidget(m_fraMain);
-    m_frames->addWidget(m_calendar);
+    m_frames->addWidget(m_calendarPage);
+    outer->addLayout(m_frames);
     setMinimumWidth(480);
 }
 
@@ -222,7 +229,7 @@ void MiscSetupWindow::setupRules()
 
 bool MiscSetupWindow::isCalendarShown() const
 {
-    return m_frames->currentWidget() == m_calendar;
+    return m_frames->currentWidget() == m_calendarPage;
 }
 
 void MiscSetupWindow::showOptions()
@@ -285,7 +292,7 @@ void MiscSetupWindow::openCalendar(QLineEdit* target)
 {
     m_targetBox = target;
     m_calendar->open();
-    m_frames->setCurrentWidget(m_calendar);
+    m_frames->setCurrentWidget(m_calendarPage);
 }
 
 void MiscSetupWindow::cmdDiableDDD_Click()

@@ -68,6 +68,7 @@ private:
     QStackedLayout* m_frames = nullptr;
     QGroupBox* m_fraMain = nullptr;
     MonthCalendar* m_calendar = nullptr;
+    QWidget* m_calendarPage = nullptr;
     NumericKeyFilter* m_numericKeys = nullptr;
 
     QCheckBox* m_chkDisableAccount = nullptr;
