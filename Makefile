@@ -9,6 +9,7 @@ test: build
 
 build: deps
 	scripts/build.sh
+	scripts/fetch-pure-ftpd.sh build/third_party/pure-ftpd
 
 deps:
 	scripts/install-deps.sh

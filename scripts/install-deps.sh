@@ -11,6 +11,8 @@ packages=(
     libqt6svg6 libqt6sql6-sqlite libqt6sql6-psql libqt6sql6-odbc fonts-dejavu-core
     # SQL Server through ODBC (FreeTDS), PostgreSQL for the tests' throwaway cluster
     unixodbc tdsodbc postgresql
+    # the FTP server's libraries and an FTP client for the end-to-end tests, the sqlite3 shell for the benchmarks
+    libsodium23 libcap2 libpam0g libssl3 curl sqlite3
     # run and screenshots without a screen
     xvfb xauth
 )

@@ -1,0 +1,22 @@
+#pragma once
+
+#include <QString>
+
+// The two judgements of a log-in that need no database: whether a client address
+// falls under an IP rule, and whether a typed password matches the stored one.
+namespace gatewick {
+
+// A rule matches an IPv4 address exactly; "/n" makes it a CIDR block; a part
+// written "*" matches any value. A part's value is its leading number, as the
+// rule dialogs read it ("" counts as 0). Anything else matches nothing.
+bool ipRuleMatches(const QString& rule, const QString& clientAddress);
+
+// True when the typed password equals the stored one, or when the stored text is
+// the server's salted MD5 form ("xy" + 32 hex digits: the MD5 of "xy" followed by
+// the password) and the typed one hashes to it. An empty password never matches.
+bool passwordMatches(const QString& stored, const QString& typed);
+
+// The salted MD5 form of a password, as the server's INI file keeps it.
+QString saltedMd5(const QString& salt, const QString& password);
+
+} // namespace gatewick

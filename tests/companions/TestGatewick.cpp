@@ -1,0 +1,126 @@
+#include "GatewickFixture.h"
+#include "TestMain.h"
+
+#include "AuthHandler.h"
+#include "AuthRules.h"
+
+// The authentication handler against real databases on both engines: every
+// query the FTP server's plug-in may run, and the answers to good and bad log-ins.
+class TestGatewick : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void contractQueriesAnswerOnAFreshAccount_data() { addEngineRows(); }
+    void contractQueriesAnswerOnAFreshAccount()
+    {
+        TestEnvironment env;
+        QUILLMERE_OPEN_DATABASE(db, env);
+        QVERIFY(gatewicktest::createAccount(env, QStringLiteral("fresh"), QStringLiteral("pw"), gatewicktest::homeFolder(env, QStringLiteral("fresh"))));
+        QCOMPARE(gatewick::contractQueries().size(), 29);
+        for (const auto& query : gatewick::contractQueries()) {
+            const QString value = QLatin1String(query.table) == QLatin1String("sign_files") ? QStringLiteral("127.0.0.1")
+                                                                                              : QStringLiteral("fresh");
+            const QString sql = gatewick::contractQuery(query.text, QLatin1String(query.table), value);
+            Rows rows = db->database().select(sql);
+            QVERIFY2(rows.isValid(), qPrintable(db->database().lastError() + QStringLiteral("\n  in: ") + sql));
+        }
+        QCOMPARE(gatewick::contractQuery("select password from %s where username='%s'", QStringLiteral("users"), QStringLiteral("o'hara")),
+                 QStringLiteral("select password from users where username='o''hara'"));
+    }
+
+    void answersToLogins_data() { addEngineRows(); }
+    void answersToLogins()
+    {
+        TestEnvironment env;
+        QUILLMERE_OPEN_DATABASE(db, env);
+        const QString home = gatewicktest::homeFolder(env, QStringLiteral("bob"));
+        QVERIFY(gatewicktest::createAccount(env, QStringLiteral("bob"), QStringLiteral("s3cret"), home));
+        QVERIFY(gatewicktest::createAccount(env, QStringLiteral("carol"), QStringLiteral("pw"), gatewicktest::homeFolder(env, QStringLiteral("carol"))));
+        db->exec(QStringLiteral("update users set use_quota=1, quota_max=1048576, ratio_type='BytesOverall', ratio_up=1, "
+                                "ratio_down=4, speed_limit_value='64', max_concurrent=2 where username='carol'"));
+        const QString md5 = QStringLiteral("kx") + gatewick::saltedMd5(QStringLiteral("kx"), QStringLiteral("migrated")).toUpper();
+        QVERIFY(gatewicktest::createAccount(env, QStringLiteral("imported"), md5, gatewicktest::homeFolder(env, QStringLiteral("imported"))));
+        QVERIFY(gatewicktest::createAccount(env, QStringLiteral("rooted"), QStringLiteral("pw"), QStringLiteral("/")));
+        QVERIFY(gatewicktest::createAccount(env, QStringLiteral("homeless"), QStringLiteral("pw"), gatewicktest::homeFolder(env, QStringLiteral("gone"))));
+        QVERIFY(QDir(env.path(QStringLiteral("ftp/gone"))).removeRecursively());
+        const QString settings = env.settingsPath();
+
+        const auto bob = gatewicktest::runHandler(settings, "bob", "s3cret");
+        QVERIFY(bob.finished);
+        QVERIFY2(bob.lines.first() == QStringLiteral("auth_ok:1"), qPrintable(bob.errors));
+        QCOMPARE(bob.lines.last(), QStringLiteral("end"));
+        QCOMPARE(bob.value(QStringLiteral("uid")), QString::number(QFileInfo(home).ownerId()));
+        QCOMPARE(bob.value(QStringLiteral("dir")), home);
+        QCOMPARE(bob.value(QStringLiteral("per_user_max")), QStringLiteral("1"));
+        QVERIFY(bob.value(QStringLiteral("user_quota_size")).isEmpty());
+        // Traces go to standard error, never into the reply.
+        QVERIFY(bob.errors.contains(QStringLiteral("Connection to server opened.")));
+        QVERIFY(!bob.lines.join(QLatin1Char('\n')).contains(QStringLiteral("Connection")));
+
+        const auto carol = gatewicktest::runHandler(settings, "carol", "pw");
+        QCOMPARE(carol.value(QStringLiteral("user_quota_size")), QStringLiteral("1048576"));
+        QCOMPARE(carol.value(QStringLiteral("ratio_upload")), QStringLiteral("1"));
+        QCOMPARE(carol.value(QStringLiteral("ratio_download")), QStringLiteral("4"));
+        QCOMPARE(carol.value(QStringLiteral("throttling_bandwidth_dl")), QStringLiteral("65536"));
+        QCOMPARE(carol.value(QStringLiteral("per_user_max")), QStringLiteral("2"));
+
+        QCOMPARE(gatewicktest::runHandler(settings, "imported", "migrated").lines.first(), QStringLiteral("auth_ok:1"));
+
+        // Refusals (-1) and unknown accounts (0), bad input among them.
+        const QList<std::tuple<QByteArray, QByteArray, QByteArray, QString>> cases{
+            {"bob", "wrong", "127.0.0.1", QStringLiteral("auth_ok:-1")},
+            {"bob", "", "127.0.0.1", QStringLiteral("auth_ok:-1")},
+            {"BOB2", "s3cret", "127.0.0.1", QStringLiteral("auth_ok:0")},
+            {"x' OR '1'='1", "s3cret", "127.0.0.1", QStringLiteral("auth_ok:0")},
+            {"bob' --", "s3cret", "127.0.0.1", QStringLiteral("auth_ok:0")},
+            {QByteArray(10000, 'b'), "s3cret", "127.0.0.1", QStringLiteral("auth_ok:0")},
+            {"b\xff\xfe", "s3cret", "127.0.0.1", QStringLiteral("auth_ok:0")},
+            {"bob", "s3c\xffret", "127.0.0.1", QStringLiteral("auth_ok:-1")},
+            {"rooted", "pw", "127.0.0.1", QStringLiteral("auth_ok:-1")},
+            {"homeless", "pw", "127.0.0.1", QStringLiteral("auth_ok:-1")},
+        };
+        for (const auto& [account, password, address, expected] : cases) {
+            const auto answer = gatewicktest::runHandler(settings, account, password, address);
+            QVERIFY2(answer.finished, account.left(20).constData());
+            QCOMPARE(answer.lines, QStringList({expected, QStringLiteral("end")}));
+        }
+        QVERIFY(gatewicktest::runHandler(settings, "rooted", "pw").errors.contains(QStringLiteral("belongs to root")));
+
+        // A disabled account, and IP rules: global, the account's own, and for everyone ("*").
+        db->exec(QStringLiteral("update users set disable_user=1 where username='carol'"));
+        QCOMPARE(gatewicktest::runHandler(settings, "carol", "pw").lines.first(), QStringLiteral("auth_ok:-1"));
+        db->exec(QStringLiteral("insert into blocked_ips (ip) values ('10.1.0.0/16')"));
+        db->exec(QStringLiteral("insert into blocked_ips_by_user (username, ip) values ('bob', '10.2.*.*')"));
+        db->exec(QStringLiteral("insert into blocked_ips_by_user (username, ip) values ('*', '10.3.3.3')"));
+        QCOMPARE(gatewicktest::runHandler(settings, "bob", "s3cret", "10.1.7.7").lines.first(), QStringLiteral("auth_ok:-1"));
+        QCOMPARE(gatewicktest::runHandler(settings, "bob", "s3cret", "10.2.7.7").lines.first(), QStringLiteral("auth_ok:-1"));
+        QCOMPARE(gatewicktest::runHandler(settings, "imported", "migrated", "10.2.7.7").lines.first(), QStringLiteral("auth_ok:1"));
+        QCOMPARE(gatewicktest::runHandler(settings, "imported", "migrated", "10.3.3.3").lines.first(), QStringLiteral("auth_ok:-1"));
+        QCOMPARE(gatewicktest::runHandler(settings, "bob", "s3cret", "10.4.0.1").lines.first(), QStringLiteral("auth_ok:1"));
+    }
+
+    void failsClosedWithoutADatabase()
+    {
+        TestEnvironment env;
+        // No settings file at all, a folder in its place, and a database that is not there.
+        QCOMPARE(gatewicktest::runHandler(env.path(QStringLiteral("missing.ini")), "bob", "pw").lines,
+                 QStringList({"auth_ok:-1", "end"}));
+        QDir().mkpath(env.path(QStringLiteral("folder.ini")));
+        QCOMPARE(gatewicktest::runHandler(env.path(QStringLiteral("folder.ini")), "bob", "pw").lines,
+                 QStringList({"auth_ok:-1", "end"}));
+        env.settings.saveConnectionString(QStringLiteral("Provider=SQLite;Data Source=") + env.path(QStringLiteral("none.db")));
+        const auto answer = gatewicktest::runHandler(env.settingsPath(), "bob", "pw");
+        QCOMPARE(answer.lines, QStringList({"auth_ok:-1", "end"}));
+        QVERIFY(answer.errors.contains(QStringLiteral("Quering registry entry HKLM\\Software\\Orvane\\Serv-U\\ConnectionString succeeded.")));
+        // A database without the tables refuses too: the handler never falls through.
+        QFile empty(env.path(QStringLiteral("empty.db")));
+        QVERIFY(empty.open(QIODevice::WriteOnly));
+        empty.close();
+        env.settings.saveConnectionString(QStringLiteral("Provider=SQLite;Data Source=") + empty.fileName());
+        QCOMPARE(gatewicktest::runHandler(env.settingsPath(), "bob", "pw").lines, QStringList({"auth_ok:-1", "end"}));
+    }
+};
+
+QUILLMERE_TEST(TestGatewick)
+#include "TestGatewick.moc"

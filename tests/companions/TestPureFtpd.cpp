@@ -1,0 +1,243 @@
+#include "GatewickFixture.h"
+#include "ProgramUnderTest.h"
+#include "PureFtpdServer.h"
+#include "TestMain.h"
+
+#include "AuthRules.h"
+#include "shell/MainWindow.h"
+
+#include <QApplication>
+#include <QCheckBox>
+#include <QLineEdit>
+#include <QListWidget>
+#include <QPushButton>
+#include <QRadioButton>
+#include <QTcpSocket>
+
+#include <memory>
+
+// End to end: accounts made in the program's windows, a real pure-ftpd asking the
+// program's handler through pure-authd, and a real FTP client logging in.
+class TestPureFtpd : public QObject
+{
+    Q_OBJECT
+
+    std::unique_ptr<ProgramUnderTest> m_program;
+    std::unique_ptr<PureFtpdServer> m_server;
+
+    MainWindow& main() { return m_program->windows.main(); }
+    template <typename T> T* control(QWidget* in, const char* name) { return in->findChild<T*>(QLatin1String(name)); }
+
+    QWidget* shownDialog(const char* name)
+    {
+        for (QWidget* window : QApplication::topLevelWidgets()) {
+            if (window->objectName() == QLatin1String(name) && window->isVisible())
+                return QTest::qWaitForWindowExposed(window) ? window : nullptr;
+        }
+        return nullptr;
+    }
+
+    void clickWhenEnabled(QAbstractButton* button)
+    {
+        if (!QTest::qWaitFor([button] { return button->isEnabled(); }, 2000))
+            QTest::qFail(qPrintable(button->objectName() + QStringLiteral(" stays disabled")), __FILE__, __LINE__);
+        const bool hasBox = qobject_cast<QCheckBox*>(button) || qobject_cast<QRadioButton*>(button);
+        QTest::mouseClick(button, Qt::LeftButton, {}, hasBox ? QPoint(8, button->height() / 2) : button->rect().center());
+    }
+
+    // New User, then the account's own home folder typed on the page and saved.
+    void createAccount(const QString& name, const QString& password)
+    {
+        clickWhenEnabled(control<QPushButton>(&main(), "cmdNew"));
+        QWidget* dialog = shownDialog("frmNewName");
+        QVERIFY(dialog);
+        QTest::keyClicks(control<QLineEdit>(dialog, "txtNewName"), name);
+        QTest::keyClicks(control<QLineEdit>(dialog, "txtPassword"), password);
+        QTest::mouseClick(control<QPushButton>(dialog, "cmdOK"), Qt::LeftButton);
+        QCOMPARE(main().pageState().currentUser, name);
+        QLineEdit* home = control<QLineEdit>(&main(), "txtHomeDir");
+        home->setText(gatewicktest::homeFolder(m_program->env, name));
+        clickWhenEnabled(control<QPushButton>(&main(), "cmdStore"));
+        QVERIFY(m_program->env.prompter.records().isEmpty());
+    }
+
+    void openOptions(const char* button, const char* dialogName, const std::function<void(QWidget*)>& edit)
+    {
+        clickWhenEnabled(control<QPushButton>(&main(), button));
+        QWidget* dialog = shownDialog(dialogName);
+        QVERIFY(dialog);
+        edit(dialog);
+        QTest::mouseClick(control<QPushButton>(dialog, "cmdOK"), Qt::LeftButton);
+        QVERIFY(!dialog->isVisible());
+    }
+
+    void execute(const QString& sql)
+    {
+        Database db(m_program->env.settings.readConnectionString());
+        QVERIFY(db.open());
+        QVERIFY2(db.execute(sql), qPrintable(db.lastError()));
+    }
+
+    std::unique_ptr<QProcess> curl(const QString& user, const QString& password, const QStringList& more)
+    {
+        auto process = std::make_unique<QProcess>();
+        process->start(QStringLiteral("curl"), PureFtpdServer::curlArguments(user, password, more));
+        return process;
+    }
+
+    int curlExit(const QString& user, const QString& password, const QStringList& more)
+    {
+        auto process = curl(user, password, more);
+        process->waitForFinished(60000);
+        return process->exitCode();
+    }
+
+private slots:
+    void initTestCase()
+    {
+        const QString reason = PureFtpdServer::unavailableReason();
+        if (!reason.isEmpty()) {
+            const QByteArray ci = qgetenv("CI");
+            if (!ci.isEmpty() && ci != "false")
+                QFAIL(qPrintable(reason));
+            QSKIP(qPrintable(reason));
+        }
+        m_program = std::make_unique<ProgramUnderTest>();
+        m_program->configure();
+        m_program->env.settings.saveRegSetting(QStringLiteral("ftp_directory"), gatewicktest::homeFolder(m_program->env, {}) + QLatin1Char('/'));
+        m_program->start();
+        QVERIFY(main().isVisible());
+
+        for (const char* name : {"alice", "dave", "erin", "frank", "grace"})
+            createAccount(QLatin1String(name), QStringLiteral("pw-") + QLatin1String(name));
+        // An account whose password came from the server's INI file in its salted MD5 form.
+        createAccount(QStringLiteral("henry"), QStringLiteral("hx") + gatewick::saltedMd5(QStringLiteral("hx"), QStringLiteral("old-pass")).toUpper());
+
+        const auto selectUser = [this](const char* name) {
+            auto* users = control<QListWidget>(&main(), "lstUsers");
+            const auto found = users->findItems(QLatin1String(name), Qt::MatchExactly);
+            QTest::mouseClick(users->viewport(), Qt::LeftButton, {}, users->visualItemRect(found.first()).center());
+            QCOMPARE(main().pageState().currentUser, QLatin1String(name));
+        };
+        selectUser("dave");
+        openOptions("cmdMisc", "frmMiscSetup", [this](QWidget* dialog) { clickWhenEnabled(control<QCheckBox>(dialog, "chkDisableAccount")); });
+        selectUser("frank");
+        openOptions("cmdQuota", "frmDiskQuota", [this](QWidget* dialog) {
+            clickWhenEnabled(control<QCheckBox>(dialog, "chkEnableQuota"));
+            clickWhenEnabled(control<QRadioButton>(dialog, "opK"));
+            auto* maximum = control<QLineEdit>(dialog, "txtQuotaMaximum");
+            maximum->clear();
+            QTest::keyClicks(maximum, QStringLiteral("2"));
+        });
+        // Rules for the other loopback addresses, so that 127.0.0.1 stays allowed.
+        execute(QStringLiteral("insert into blocked_ips ([ip]) values ('127.0.0.2')"));
+        execute(QStringLiteral("insert into blocked_ips_by_user ([ip], [username]) values ('127.0.0.0/24', 'erin')"));
+        execute(QStringLiteral("insert into blocked_ips_by_user (ip, username) values ('127.0.0.3', '*')"));
+
+        m_server = std::make_unique<PureFtpdServer>();
+        QString whyNot;
+        QVERIFY2(m_server->start(m_program->env.settingsPath(), &whyNot), qPrintable(whyNot));
+    }
+
+    void cleanupTestCase()
+    {
+        m_server.reset();
+        m_program.reset();
+    }
+
+    void listAndUploadInTheHomeFolder()
+    {
+        const QString file = m_program->env.path(QStringLiteral("report.txt"));
+        QFile upload(file);
+        QVERIFY(upload.open(QIODevice::WriteOnly));
+        upload.write("quarterly figures\n");
+        upload.close();
+        QCOMPARE(curlExit(QStringLiteral("alice"), QStringLiteral("pw-alice"), {QStringLiteral("-T"), file, m_server->url(QStringLiteral("/report.txt"))}), 0);
+        QVERIFY(QFile::exists(m_program->env.path(QStringLiteral("ftp/alice/report.txt"))));
+        auto listing = curl(QStringLiteral("alice"), QStringLiteral("pw-alice"), {QStringLiteral("--list-only"), m_server->url()});
+        QVERIFY(listing->waitForFinished(60000));
+        QCOMPARE(listing->exitCode(), 0);
+        QVERIFY(listing->readAllStandardOutput().contains("report.txt"));
+        // The imported account logs in with its old password.
+        QCOMPARE(curlExit(QStringLiteral("henry"), QStringLiteral("old-pass"), {QStringLiteral("--list-only"), m_server->url()}), 0);
+        // An account's rule for other addresses leaves it free from this one.
+        QCOMPARE(curlExit(QStringLiteral("erin"), QStringLiteral("pw-erin"), {QStringLiteral("--interface"), QStringLiteral("127.0.1.1"),
+                                                                                QStringLiteral("--list-only"), m_server->url()}),
+                 0);
+    }
+
+    void refusedLogins()
+    {
+        // The server delays every refusal by seconds, so the refusals run side by side,
+        // each with an account of its own (the server counts an account's sessions).
+        struct Case
+        {
+            const char* why;
+            QString user, password, from;
+        };
+        const QList<Case> cases{
+            {"wrong password", QStringLiteral("alice"), QStringLiteral("nope"), QStringLiteral("127.0.0.1")},
+            {"disabled account", QStringLiteral("dave"), QStringLiteral("pw-dave"), QStringLiteral("127.0.0.1")},
+            {"global rule", QStringLiteral("grace"), QStringLiteral("pw-grace"), QStringLiteral("127.0.0.2")},
+            {"rule for everyone", QStringLiteral("henry"), QStringLiteral("old-pass"), QStringLiteral("127.0.0.3")},
+            {"the account's own rule", QStringLiteral("erin"), QStringLiteral("pw-erin"), QStringLiteral("127.0.0.4")},
+            {"unknown account", QStringLiteral("nobody-here"), QStringLiteral("pw"), QStringLiteral("127.0.0.1")},
+        };
+        std::vector<std::unique_ptr<QProcess>> running;
+        for (const Case& each : cases)
+            running.push_back(curl(each.user, each.password, {QStringLiteral("--interface"), each.from, QStringLiteral("--list-only"), m_server->url()}));
+        for (const auto& process : running)
+            process->waitForFinished(60000);
+        for (size_t i = 0; i < running.size(); ++i) {
+            QVERIFY2(running[i]->exitCode() == 67, qPrintable(QStringLiteral("%1: curl ended with %2 %3")
+                                                                  .arg(QLatin1String(cases[static_cast<int>(i)].why))
+                                                                  .arg(running[i]->exitCode())
+                                                                  .arg(QString::fromUtf8(running[i]->readAllStandardError()))));
+        }
+    }
+
+    void quotaRefusesAnUploadPastIt()
+    {
+        const QString small = m_program->env.path(QStringLiteral("small.bin"));
+        const QString large = m_program->env.path(QStringLiteral("large.bin"));
+        for (const auto& [path, size] : {std::pair{small, 1000}, std::pair{large, 5000}}) {
+            QFile file(path);
+            QVERIFY(file.open(QIODevice::WriteOnly));
+            file.write(QByteArray(size, 'q'));
+        }
+        QCOMPARE(curlExit(QStringLiteral("frank"), QStringLiteral("pw-frank"), {QStringLiteral("-T"), small, m_server->url(QStringLiteral("/small.bin"))}), 0);
+        QVERIFY(curlExit(QStringLiteral("frank"), QStringLiteral("pw-frank"), {QStringLiteral("-T"), large, m_server->url(QStringLiteral("/large.bin"))}) != 0);
+        QVERIFY(!QFile::exists(m_program->env.path(QStringLiteral("ftp/frank/large.bin"))));
+    }
+
+    void secondSessionOfAnAccountIsRefused()
+    {
+        // Every account the program creates allows one session at a time.
+        QTcpSocket first;
+        first.connectToHost(QHostAddress::LocalHost, static_cast<quint16>(m_server->port()));
+        QVERIFY(first.waitForConnected(5000));
+        const auto reply = [&first] {
+            QByteArray line;
+            while (first.waitForReadyRead(10000) || first.canReadLine()) {
+                while (first.canReadLine()) {
+                    line = first.readLine();
+                    if (line.size() > 3 && line.at(3) == ' ')
+                        return line;
+                }
+            }
+            return line;
+        };
+        QVERIFY(reply().startsWith("220"));
+        first.write("USER grace\r\n");
+        QVERIFY(reply().startsWith("331"));
+        first.write("PASS pw-grace\r\n");
+        QVERIFY(reply().startsWith("230"));
+        QVERIFY(curlExit(QStringLiteral("grace"), QStringLiteral("pw-grace"), {QStringLiteral("--list-only"), m_server->url()}) != 0);
+        first.write("QUIT\r\n");
+        reply();
+        first.close();
+    }
+};
+
+QUILLMERE_TEST(TestPureFtpd)
+#include "TestPureFtpd.moc"
