@@ -9,7 +9,7 @@ test: build
 
 build: deps
 	scripts/build.sh
-	scripts/fetch-pure-ftpd.sh build/third_party/pure-ftpd
+	scripts/fetch-ftp-servers.sh build/third_party
 
 deps:
 	scripts/install-deps.sh

@@ -108,7 +108,7 @@ private slots:
         m_program->start();
         QVERIFY(main().isVisible());
 
-        for (const char* name : {"alice", "dave", "erin", "frank", "grace"})
+        for (const char* name : {"alice", "dave", "erin", "frank", "grace", "ivan"})
             createAccount(QLatin1String(name), QStringLiteral("pw-") + QLatin1String(name));
         // An account whose password came from the server's INI file in its salted MD5 form.
         createAccount(QStringLiteral("henry"), QStringLiteral("hx") + gatewick::saltedMd5(QStringLiteral("hx"), QStringLiteral("old-pass")).toUpper());
@@ -128,6 +128,17 @@ private slots:
             auto* maximum = control<QLineEdit>(dialog, "txtQuotaMaximum");
             maximum->clear();
             QTest::keyClicks(maximum, QStringLiteral("2"));
+        });
+        selectUser("ivan");
+        openOptions("cmdUpDownRatios", "frmUDRatios", [this](QWidget* dialog) {
+            clickWhenEnabled(control<QCheckBox>(dialog, "chkEnableUD"));
+            for (const auto& [box, value] : {std::pair{"txtUpload", "1"}, std::pair{"txtDownload", "4"}, std::pair{"txtUDCrd", "1"}})
+                QTest::keyClicks(control<QLineEdit>(dialog, box), QLatin1String(value));
+        });
+        openOptions("cmdMisc", "frmMiscSetup", [this](QWidget* dialog) {
+            auto* speed = control<QLineEdit>(dialog, "txtMaxSpeed");
+            speed->clear();
+            QTest::keyClicks(speed, QStringLiteral("64"));
         });
         // Rules for the other loopback addresses, so that 127.0.0.1 stays allowed.
         execute(QStringLiteral("insert into blocked_ips ([ip]) values ('127.0.0.2')"));
@@ -164,6 +175,16 @@ private slots:
         QCOMPARE(curlExit(QStringLiteral("erin"), QStringLiteral("pw-erin"), {QStringLiteral("--interface"), QStringLiteral("127.0.1.1"),
                                                                                 QStringLiteral("--list-only"), m_server->url()}),
                  0);
+    }
+
+    void ratioAndSpeedLimitReachTheServer()
+    {
+        auto login = curl(QStringLiteral("ivan"), QStringLiteral("pw-ivan"), {QStringLiteral("--verbose"), QStringLiteral("--list-only"), m_server->url()});
+        QVERIFY(login->waitForFinished(60000));
+        QCOMPARE(login->exitCode(), 0);
+        const QByteArray dialogue = login->readAllStandardError();
+        QVERIFY2(dialogue.contains("You must respect a 1:4 (UL/DL) ratio"), dialogue.constData());
+        QVERIFY2(dialogue.contains("Your bandwidth usage is restricted"), dialogue.constData());
     }
 
     void refusedLogins()

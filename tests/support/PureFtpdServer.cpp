@@ -69,7 +69,7 @@ QString PureFtpdServer::unavailableReason()
     if (::geteuid() != 0)
         return QStringLiteral("pure-authd and pure-ftpd need root, and the tests do not run as root");
     if (!QFileInfo(sbin("pure-ftpd")).isExecutable() || !QFileInfo(sbin("pure-authd")).isExecutable())
-        return QStringLiteral("pure-ftpd is not unpacked in the build tree (scripts/fetch-pure-ftpd.sh does it)");
+        return QStringLiteral("pure-ftpd is not unpacked in the build tree (scripts/fetch-ftp-servers.sh does it)");
     if (QStandardPaths::findExecutable(QStringLiteral("curl")).isEmpty())
         return QStringLiteral("curl is not installed");
     return {};
