@@ -1,14 +1,21 @@
 #include "server/ConfigureWindow.h"
 
+#include "platform/PathInfo.h"
 #include "platform/Prompter.h"
 #include "platform/SettingsStore.h"
 #include "shell/AppContext.h"
+#include "server/ServerIni.h"
+#include "shell/AppInfo.h"
 #include "shell/AppWindows.h"
+#include "shell/EmbeddedFiles.h"
+#include "shell/MainWindow.h"
+#include "shell/Session.h"
 #include "shell/ProgramExit.h"
 #include "shell/StatusWindow.h"
 
 #include <QDir>
 #include <QEvent>
+#include <QFileInfo>
 #include <QGridLayout>
 #include <QGroupBox>
 #include <QHBoxLayout>
@@ -230,12 +237,187 @@ void ConfigureWindow::cmdGlobalIPAccess_Click()
 {
 }
 
+namespace {
+
+QString tooLong(const QString& field)
+{
+    return QStringLiteral("The number of characters in the %1 path field \r\nexceeds the maximum number of characters allowed.").arg(field);
+}
+
+QString networkQuestion(const QString& which)
+{
+    return QStringLiteral("The %1 path specified is a network or UNC path.\r\n"
+                          "These paths may need directory user rights for proper usage.\r\n\r\n"
+                          "Are you sure you want to use network or UNC paths?")
+        .arg(which);
+}
+
+bool endsWithSeparator(const QString& path)
+{
+    return path.endsWith(QLatin1Char('\\')) || path.endsWith(QLatin1Char('/'));
+}
+
+} // namespace
+
+bool ConfigureWindow::checkFolders()
+{
+    const auto warn = [this](const QString& text) { m_ctx.prompter.tell(appinfo::Title, text, prompt::Icon::Exclamation); };
+    const auto confirmNetwork = [this](const QString& which) {
+        return m_ctx.prompter.ask(appinfo::Title, networkQuestion(which), prompt::Icon::Question, prompt::Buttons::YesNoCancel,
+                                  prompt::Answer::No)
+            == prompt::Answer::Yes;
+    };
+    const PathFacts program = pathInfo(m_txtServuPath->text());
+    if (!program.isDirectory) {
+        warn(QStringLiteral("The Serv-U path specified is not valid.\r\nPlease check your path and try again."));
+        return false;
+    }
+    if (program.isEmptyDirectory) {
+        warn(QStringLiteral("The Serv-U path specified does not have any Serv-U program files in it.\r\n"
+                            "Please check your path and try again."));
+        return false;
+    }
+    if ((program.isNetworkPath || program.isUnc) && !confirmNetwork(QStringLiteral("Serv-U")))
+        return false;
+
+    const PathFacts ftp = pathInfo(m_txtFTPdirectory->text());
+    const QString ftpInvalid = QStringLiteral("The FTP directory path specified is not valid.\r\nPlease check your path and try again.");
+    if (!ftp.isDirectory) {
+        warn(ftpInvalid);
+        return false;
+    }
+    if ((ftp.isNetworkPath || ftp.isUnc) && !confirmNetwork(QStringLiteral("FTP directory")))
+        return false;
+    if (ftp.isUrl) {
+        warn(ftpInvalid);
+        return false;
+    }
+    return true;
+}
+
+QString ConfigureWindow::findIniPath()
+{
+    m_ctx.logStatus(QStringLiteral("open ini file"));
+    const QString folder = m_ctx.settings.getRegSettings(QStringLiteral("servu_path"));
+    if (folder.trimmed().isEmpty())
+        return {};
+    m_ctx.logStatus(QStringLiteral("get all ini files"));
+    const serverini::IniFiles found = serverini::findIniFiles(folder);
+    if (!found.servU.isEmpty() && !found.daemon.isEmpty()) {
+        const auto answer = m_ctx.prompter.ask(appinfo::Title,
+                                               QStringLiteral("There were two Serv-U INI files found.\r\n\r\n"
+                                                              "Would you like to use \"Serv-u.INI\"?\r\n"
+                                                              "Press \"No\" to use \"Servudaemon.ini\""),
+                                               prompt::Icon::Question, prompt::Buttons::YesNo);
+        return answer == prompt::Answer::Yes ? found.servU : found.daemon;
+    }
+    return found.servU.isEmpty() ? found.daemon : found.servU;
+}
+
+bool ConfigureWindow::registerPlugin(const QString& iniPath)
+{
+    const auto fail = [this](const QString& text) {
+        m_ctx.prompter.tell(appinfo::Title, text, prompt::Icon::Exclamation);
+        return false;
+    };
+    m_ctx.settings.saveRegSetting(QStringLiteral("ini_path"), iniPath);
+    QByteArray content;
+    if (const QString error = serverini::readFile(iniPath, &content); !error.isEmpty())
+        return fail(error);
+    const serverini::Edit edit = serverini::registerPlugin(content);
+    if (edit.change == serverini::Change::AlreadyRegistered)
+        return true;
+    m_ctx.logStatus(edit.change == serverini::Change::AddedSection
+                        ? QStringLiteral("if it does not have the external section label we must add it")
+                        : QStringLiteral("if the line is already there then do not write it"));
+    if (const QString error = serverini::replaceFile(iniPath, edit.text); !error.isEmpty())
+        return fail(error);
+    return true;
+}
+
 void ConfigureWindow::cmdCommitChanges_Click()
 {
+    constexpr int MaxPathLength = 32000;
+    if (m_txtServuPath->text().size() > MaxPathLength) {
+        m_ctx.prompter.tell(appinfo::Title, tooLong(QStringLiteral("Serv-U program")), prompt::Icon::Exclamation);
+        return;
+    }
+    if (m_txtFTPdirectory->text().size() > MaxPathLength) {
+        m_ctx.prompter.tell(appinfo::Title, tooLong(QStringLiteral("FTP directory")), prompt::Icon::Exclamation);
+        return;
+    }
+    m_ctx.logStatus(QStringLiteral("check for invalid entries"));
+    if (!checkFolders())
+        return;
+
+    m_ctx.logStatus(QStringLiteral("check for trailing backslashes '\\'"));
+    for (QLineEdit* folder : {m_txtServuPath, m_txtFTPdirectory}) {
+        if (!endsWithSeparator(folder->text()))
+            folder->setText(folder->text() + QDir::separator());
+    }
+
+    m_ctx.logStatus(QStringLiteral("Save settings into registry"));
+    m_ctx.settings.saveRegSetting(QStringLiteral("servu_path"), m_txtServuPath->text());
+    m_ctx.settings.saveRegSetting(QStringLiteral("ftp_directory"), m_txtFTPdirectory->text());
+
+    m_ctx.logStatus(QStringLiteral("If the dll does not exist make it"));
+    const QString plugin = m_txtServuPath->text() + QStringLiteral("Gatewick.dll");
+    // An existing plug-in may be loaded by the running server: it is never written over.
+    if (!QFileInfo::exists(plugin)) {
+        const auto written = embedded::writeEmbeddedFile(embedded::AuthPlugin, plugin);
+        if (!written) {
+            m_ctx.prompter.tell(appinfo::Title, written.error, prompt::Icon::Exclamation);
+            return;
+        }
+    }
+
+    const QString iniPath = findIniPath();
+    if (iniPath.isEmpty() || !QFileInfo(iniPath).isFile()) {
+        const auto answer = m_ctx.prompter.ask(appinfo::Title,
+                                               QStringLiteral("The Serv-u.ini file was not found in the path specified.\r\n\r\n"
+                                                              "Would you like to try a different program path?"),
+                                               prompt::Icon::Exclamation, prompt::Buttons::YesNoCancel);
+        if (answer == prompt::Answer::Yes) {
+            cmdBrowseProgramPath_Click();
+            cmdCommitChanges_Click();
+        }
+        return;
+    }
+    if (!registerPlugin(iniPath))
+        return;
+
+    m_ctx.logStatus(QStringLiteral("save connection string"));
+    m_ctx.settings.saveConnectionString(m_txtConnectionString->toPlainText());
+
+    Session session(m_ctx);
+    if (!session.open(Session::Feedback::Quiet)) {
+        m_ctx.prompter.tell(appinfo::Title,
+                            QStringLiteral("The database could not be opened please recheck your connectionstring or use the database wizard."),
+                            prompt::Icon::Exclamation);
+        return;
+    }
+    session.close();
+    m_tmrEnableCommit->stop();
+    m_ctx.logStatus(QStringLiteral("warn about restarting server"));
+    m_ctx.prompter.tell(appinfo::Title, QStringLiteral("You must restart the Serv-U server before changes will take effect."),
+                        prompt::Icon::Information);
+    m_ctx.logStatus(QStringLiteral("re-pop main"));
+    m_windows.main().popMain();
+    hide();
+    m_tag.clear();
 }
 
 void ConfigureWindow::checkLabelStatus()
 {
+    Session session(m_ctx);
+    if (!session.open(Session::Feedback::Quiet))
+        return;
+    Rows rows = session.select(QStringLiteral("select ip from blocked_ips"));
+    QString last;
+    while (rows.next())
+        last = rows.text(QStringLiteral("ip"));
+    m_lblRules->setText(last.isEmpty() ? QStringLiteral("No IP rules are set. Server is available to everyone")
+                                       : QStringLiteral("Access rules exist. Click Modify IP Rules button for more information."));
 }
 
 void ConfigureWindow::cmdCancel_Click()

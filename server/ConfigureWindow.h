@@ -55,6 +55,10 @@ protected:
 
 private:
     void setupControls();
+    // The steps of the commit that check the folders, find the server's INI file and register the plug-in in it.
+    bool checkFolders();
+    QString findIniPath();
+    bool registerPlugin(const QString& iniPath);
     void setupLayout();
     void setupTimer();
 

@@ -2,8 +2,12 @@
 #include "TestMain.h"
 #include "TestTimers.h"
 
-#include "server/ConfigureWindow.h"
+#include "TestDatabase.h"
 
+#include "server/ConfigureWindow.h"
+#include "shell/EmbeddedFiles.h"
+
+#include <QDir>
 #include <QFile>
 #include <QFocusEvent>
 #include <QGroupBox>
@@ -172,6 +176,202 @@ private slots:
         QCOMPARE(m_program->env.process.exitCodes(), QList<int>({0}));
         QVERIFY(!window().isCommitTimerActive());
         QVERIFY(!QFile::exists(m_program->env.settingsPath()));
+    }
+
+private:
+    // A configured program whose configuration window points at a real server folder.
+    struct Server
+    {
+        QString folder;
+        QString ini;
+    };
+    Server prepareServer(const QByteArray& ini, const char* iniName = "ServUDaemon.ini")
+    {
+        const QString folder = m_program->env.path(QStringLiteral("servu"));
+        QDir().mkpath(folder);
+        QFile program(folder + QStringLiteral("/servu.bin"));
+        program.open(QIODevice::WriteOnly);
+        QFile iniFile(folder + QLatin1Char('/') + QLatin1String(iniName));
+        iniFile.open(QIODevice::WriteOnly);
+        iniFile.write(ini);
+        QDir().mkpath(m_program->env.path(QStringLiteral("ftp")));
+        servuPath()->setText(folder);
+        ftpDirectory()->setText(m_program->env.path(QStringLiteral("ftp")));
+        return {folder, iniFile.fileName()};
+    }
+
+    static QByteArray contents(const QString& path)
+    {
+        QFile file(path);
+        return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+    }
+
+private slots:
+    void commitRegistersThePluginOnce_data() { addEngineRows(); }
+    void commitRegistersThePluginOnce()
+    {
+        QUILLMERE_OPEN_DATABASE(db, m_program->env);
+        m_program->start();
+        const Server server = prepareServer("[GLOBAL]\r\nVersion=6.4\r\n");
+        connectionString()->setPlainText(db->connectionString());
+        window().setTag(QStringLiteral("CDB"));
+        window().enableCommitTimer();
+        window().show();
+        prompter().reset();
+        prompter().answerMessage(prompt::Answer::Ok, QStringLiteral("You must restart the Serv-U server before changes will take effect."));
+        QTest::mouseClick(commit(), Qt::LeftButton);
+        QCOMPARE(prompter().unusedSteps(), 0);
+        QVERIFY(!window().isVisible());
+        QCOMPARE(window().tag(), QString());
+        QVERIFY(!window().isCommitTimerActive());
+
+        // The trailing separator was added, and the settings saved.
+        QCOMPARE(servuPath()->text(), server.folder + QDir::separator());
+        SettingsStore& settings = m_program->env.settings;
+        QCOMPARE(settings.getRegSettings(QStringLiteral("servu_path")), server.folder + QDir::separator());
+        QCOMPARE(settings.getRegSettings(QStringLiteral("ftp_directory")), m_program->env.path(QStringLiteral("ftp")) + QDir::separator());
+        QCOMPARE(settings.getRegSettings(QStringLiteral("ini_path")), server.ini);
+        QCOMPARE(settings.readConnectionString(), db->connectionString());
+        // The plug-in, byte for byte, and the INI file with its section on top.
+        QFile carried(embedded::resourcePath(embedded::AuthPlugin));
+        QVERIFY(carried.open(QIODevice::ReadOnly));
+        QCOMPARE(contents(server.folder + QStringLiteral("/Gatewick.dll")), carried.readAll());
+        QCOMPARE(contents(server.ini), QByteArray("[EXTERNAL]\r\nClientCheckDLL1=Gatewick.dll\r\n\r\n[GLOBAL]\r\nVersion=6.4\r\n\r\n"));
+
+        // A second commit writes neither the plug-in nor the INI file again.
+        QFile plugin(server.folder + QStringLiteral("/Gatewick.dll"));
+        QVERIFY(plugin.open(QIODevice::WriteOnly));
+        plugin.write("an older plug-in");
+        plugin.close();
+        const QByteArray registered = contents(server.ini);
+        window().show();
+        prompter().answerMessage(prompt::Answer::Ok, QStringLiteral("You must restart"));
+        QTest::mouseClick(commit(), Qt::LeftButton);
+        QCOMPARE(contents(server.folder + QStringLiteral("/Gatewick.dll")), QByteArray("an older plug-in"));
+        QCOMPARE(contents(server.ini), registered);
+    }
+
+    void bothIniFilesAskWhichOne_data()
+    {
+        QTest::addColumn<prompt::Answer>("answer");
+        QTest::addColumn<QString>("chosen");
+        QTest::newRow("yes, serv-u.ini") << prompt::Answer::Yes << "serv-u.ini";
+        QTest::newRow("no, ServUDaemon.ini") << prompt::Answer::No << "ServUDaemon.ini";
+    }
+
+    void bothIniFilesAskWhichOne()
+    {
+        QFETCH(prompt::Answer, answer);
+        QFETCH(QString, chosen);
+        m_program->configure();
+        const Server server = prepareServer("[external]\r\nClientCheckDLL1=Other.dll\r\n");
+        QFile second(server.folder + QStringLiteral("/serv-u.ini"));
+        QVERIFY(second.open(QIODevice::WriteOnly));
+        second.write("[external]\r\nClientCheckDLL1=Other.dll\r\n");
+        second.close();
+        connectionString()->setPlainText(m_program->env.settings.readConnectionString());
+        prompter().answerMessage(answer, QStringLiteral("There were two Serv-U INI files found.\r\n\r\nWould you like to use \"Serv-u.INI\"?\r\n"
+                                                        "Press \"No\" to use \"Servudaemon.ini\""))
+            .answerMessage(prompt::Answer::Ok, QStringLiteral("You must restart"));
+        QTest::mouseClick(commit(), Qt::LeftButton);
+        QCOMPARE(prompter().unusedSteps(), 0);
+        const QString chosenPath = server.folder + QLatin1Char('/') + chosen;
+        QCOMPARE(m_program->env.settings.getRegSettings(QStringLiteral("ini_path")), chosenPath);
+        QCOMPARE(contents(chosenPath), QByteArray("[external]\r\nClientCheckDLL1=Gatewick.dll\r\nClientCheckDLL1=Other.dll\r\n\r\n\r\n"));
+        const QString other = server.folder + (chosen == QLatin1String("serv-u.ini") ? QStringLiteral("/ServUDaemon.ini") : QStringLiteral("/serv-u.ini"));
+        QCOMPARE(contents(other), QByteArray("[external]\r\nClientCheckDLL1=Other.dll\r\n"));
+    }
+
+    void foldersAreCheckedBeforeAnythingIsSaved()
+    {
+        m_program->configure();
+        const Server server = prepareServer("[EXTERNAL]\r\n");
+        connectionString()->setPlainText(QStringLiteral("Provider=SQLite;Data Source=x.db"));
+        const QString settingsBefore = QString::fromUtf8(contents(m_program->env.settingsPath()));
+        const auto refused = [&](const QString& message, prompt::Answer answer = prompt::Answer::Ok) {
+            prompter().reset();
+            prompter().answerMessage(answer, message);
+            QTest::mouseClick(commit(), Qt::LeftButton);
+            QCOMPARE(prompter().unusedSteps(), 0);
+        };
+        servuPath()->setText(QString(32001, QLatin1Char('p')));
+        refused(QStringLiteral("The number of characters in the Serv-U program path field"));
+        servuPath()->setText(QString(32000, QLatin1Char('p')));
+        refused(QStringLiteral("The Serv-U path specified is not valid."));
+        const QString empty = m_program->env.path(QStringLiteral("empty"));
+        QDir().mkpath(empty);
+        servuPath()->setText(empty);
+        refused(QStringLiteral("does not have any Serv-U program files in it."));
+        // A UNC form of an existing folder asks first; No leaves everything unsaved.
+        servuPath()->setText(QLatin1Char('/') + server.folder);
+        refused(QStringLiteral("The Serv-U path specified is a network or UNC path."), prompt::Answer::No);
+        QCOMPARE(prompter().messages()[0].defaultAnswer, prompt::Answer::No);
+        servuPath()->setText(server.folder);
+        ftpDirectory()->setText(QStringLiteral("ftp://example.org/pub"));
+        refused(QStringLiteral("The FTP directory path specified is not valid."));
+        QCOMPARE(QString::fromUtf8(contents(m_program->env.settingsPath())), settingsBefore);
+        QVERIFY(!QFile::exists(server.folder + QStringLiteral("/Gatewick.dll")));
+    }
+
+    void settingsStayWhenTheDatabaseCannotBeOpened()
+    {
+        m_program->configure();
+        const Server server = prepareServer("[EXTERNAL]\r\n");
+        connectionString()->setPlainText(QStringLiteral("Provider=SQLite;Data Source=/no/such/accounts.db"));
+        window().show();
+        prompter().answerMessage(prompt::Answer::Ok, QStringLiteral("The database could not be opened please recheck your connectionstring"));
+        QTest::mouseClick(commit(), Qt::LeftButton);
+        QCOMPARE(prompter().unusedSteps(), 0);
+        QVERIFY(window().isVisible());
+        QCOMPARE(m_program->env.settings.readConnectionString(), QStringLiteral("Provider=SQLite;Data Source=/no/such/accounts.db"));
+        QVERIFY(QFile::exists(server.folder + QStringLiteral("/Gatewick.dll")));
+        QCOMPARE(contents(server.ini), QByteArray("[EXTERNAL]\r\nClientCheckDLL1=Gatewick.dll\r\n\r\n\r\n"));
+    }
+
+    void missingIniFileOffersAnotherFolder()
+    {
+        m_program->configure();
+        const Server server = prepareServer("x", "notes.txt");
+        connectionString()->setPlainText(m_program->env.settings.readConnectionString());
+        prompter().answerMessage(prompt::Answer::No, QStringLiteral("The Serv-u.ini file was not found in the path specified."));
+        QTest::mouseClick(commit(), Qt::LeftButton);
+        QCOMPARE(prompter().unusedSteps(), 0);
+        // What was saved before stays: the folders and the plug-in.
+        QCOMPARE(m_program->env.settings.getRegSettings(QStringLiteral("servu_path")), server.folder + QDir::separator());
+        QVERIFY(QFile::exists(server.folder + QStringLiteral("/Gatewick.dll")));
+        // Yes picks another folder and runs the whole commit again.
+        const Server other = [&] {
+            const QString folder = m_program->env.path(QStringLiteral("other-servu"));
+            QDir().mkpath(folder);
+            QFile ini(folder + QStringLiteral("/serv-u.ini"));
+            ini.open(QIODevice::WriteOnly);
+            return Server{folder, ini.fileName()};
+        }();
+        prompter().reset();
+        prompter()
+            .answerMessage(prompt::Answer::Yes, QStringLiteral("The Serv-u.ini file was not found"))
+            .answerFolder(other.folder)
+            .answerMessage(prompt::Answer::Ok, QStringLiteral("You must restart"));
+        QTest::mouseClick(commit(), Qt::LeftButton);
+        QCOMPARE(prompter().unusedSteps(), 0);
+        QCOMPARE(m_program->env.settings.getRegSettings(QStringLiteral("ini_path")), other.ini);
+    }
+
+    void hugeIniFileWithOtherLineEnds()
+    {
+        m_program->configure();
+        QByteArray huge;
+        huge.reserve(50 * 1024 * 1024);
+        while (huge.size() < 50 * 1024 * 1024)
+            huge += "Key=some value of a line that ends with a line feed alone\n";
+        const Server server = prepareServer(huge);
+        connectionString()->setPlainText(m_program->env.settings.readConnectionString());
+        prompter().answerMessage(prompt::Answer::Ok, QStringLiteral("You must restart"));
+        QTest::mouseClick(commit(), Qt::LeftButton);
+        const QByteArray written = contents(server.ini);
+        QVERIFY(written.startsWith("[EXTERNAL]\r\nClientCheckDLL1=Gatewick.dll\r\n\r\nKey="));
+        QCOMPARE(written.size(), huge.size() + 46);
+        QVERIFY(written.mid(44, huge.size()) == huge);
     }
 };
 
