@@ -5,6 +5,8 @@
 #include "server/ConfigureWindow.h"
 #include "shell/Session.h"
 
+#include <QLineEdit>
+#include <QPlainTextEdit>
 #include <QPushButton>
 #include <QSqlDatabase>
 #include <QTest>
@@ -105,6 +107,32 @@ private slots:
         QCOMPARE(program.env.process.exitCodes(), QList<int>({0}));
         QCOMPARE(program.env.tray.current(), TrayPicture::Red);
         QVERIFY(!program.env.tray.isAdded());
+    }
+
+    void repairThenCommitLetsTheNextOperationSucceed()
+    {
+        ProgramUnderTest program;
+        program.configure();
+        const QString working = program.env.settings.readConnectionString();
+        const QString servu = program.env.path(QStringLiteral("servu"));
+        QFile ini(servu + QStringLiteral("/ServUDaemon.ini"));
+        QVERIFY(ini.open(QIODevice::WriteOnly));
+        ini.close();
+        program.env.settings.saveConnectionString(unreachable());
+        program.env.prompter.answerMessage(prompt::Answer::Yes, QStringLiteral("There was an error connecting"))
+            .onModal(QStringLiteral("frmConfigure"), [&](QWidget* window) {
+                window->findChild<QLineEdit*>(QStringLiteral("txtServuPath"))->setText(servu);
+                window->findChild<QLineEdit*>(QStringLiteral("txtFTPdirectory"))->setText(program.env.path(QStringLiteral("ftp")));
+                window->findChild<QPlainTextEdit*>(QStringLiteral("txtConnectionString"))->setPlainText(working);
+                program.env.prompter.answerMessage(prompt::Answer::Ok, QStringLiteral("You must restart the Serv-U server"));
+                QTest::mouseClick(window->findChild<QPushButton*>(QStringLiteral("cmdCommitChanges")), Qt::LeftButton);
+            });
+        // The operation that asked is abandoned; the next one works with what was committed.
+        QVERIFY(!Session(program.env.context).open());
+        QCOMPARE(program.env.prompter.unusedSteps(), 0);
+        QCOMPARE(program.windows.configure().tag(), QString());
+        QVERIFY(!program.env.process.hasEnded());
+        QVERIFY(Session(program.env.context).open());
     }
 
     void failedStatementIsReportedWithTheEngineText_data() { addEngineRows(); }
