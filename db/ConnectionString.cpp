@@ -71,21 +71,18 @@ bool ConnectionString::has(const QString& key) const
 
 QString ConnectionString::withValue(const QString& text, const QString& key, const QString& value)
 {
-    const QString lowered = text.toLower();
+    // The pieces are found the way parse() finds them: the key is everything from
+    // the start of a piece to its "=", blanks around it dropped.
     const QString wanted = key.toLower();
-    int search = 0;
-    while (true) {
-        const int at = static_cast<int>(lowered.indexOf(wanted, search));
-        if (at < 0)
-            break;
-        const bool startsPiece = at == 0 || lowered.at(at - 1) == QLatin1Char(';') || lowered.at(at - 1).isSpace();
-        const int equals = static_cast<int>(lowered.indexOf(QLatin1Char('='), at));
-        if (startsPiece && equals >= 0 && lowered.mid(at + wanted.size(), equals - at - wanted.size()).trimmed().isEmpty()) {
-            const int semicolon = static_cast<int>(lowered.indexOf(QLatin1Char(';'), equals));
-            const int end = semicolon < 0 ? static_cast<int>(text.size()) : semicolon;
+    const int length = static_cast<int>(text.size());
+    int pos = 0;
+    while (pos < length) {
+        const int semicolon = static_cast<int>(text.indexOf(QLatin1Char(';'), pos));
+        const int end = semicolon < 0 ? length : semicolon;
+        const int equals = static_cast<int>(text.indexOf(QLatin1Char('='), pos));
+        if (equals >= 0 && equals < end && text.mid(pos, equals - pos).trimmed().toLower() == wanted)
             return text.left(equals + 1) + value + text.mid(end);
-        }
-        search = at + 1;
+        pos = end + 1;
     }
     QString result = text;
     if (!result.trimmed().isEmpty() && !result.trimmed().endsWith(QLatin1Char(';')))

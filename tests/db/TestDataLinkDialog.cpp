@@ -1,0 +1,165 @@
+#include "TestEnvironment.h"
+#include "TestMain.h"
+
+#include "db/ConnectionString.h"
+#include "db/DataLinkDialog.h"
+#include "shell/EmbeddedFiles.h"
+
+#include <QComboBox>
+#include <QLineEdit>
+#include <QPushButton>
+#include <QRadioButton>
+#include <QTest>
+
+Q_DECLARE_METATYPE(DataLinkDialog::Kind)
+
+// The connection dialog: the string each engine's fields give, quoting that the
+// connection string reader takes back, the fields each engine enables, and its
+// Test, OK and Cancel buttons.
+class TestDataLinkDialog : public QObject
+{
+    Q_OBJECT
+
+    template <typename T> static T* field(QWidget* dialog, const char* name)
+    {
+        T* found = dialog->findChild<T*>(QLatin1String(name));
+        if (!found)
+            qFatal("no control %s", name);
+        return found;
+    }
+
+    static void fill(QWidget* dialog, const char* name, const QString& text)
+    {
+        field<QLineEdit>(dialog, name)->setText(text);
+    }
+
+private slots:
+    void buildsTheStringOfEachEngine_data()
+    {
+        QTest::addColumn<DataLinkDialog::Kind>("kind");
+        QTest::addColumn<bool>("integrated");
+        QTest::addColumn<QString>("server");
+        QTest::addColumn<QString>("port");
+        QTest::addColumn<QString>("user");
+        QTest::addColumn<QString>("password");
+        QTest::addColumn<QString>("database");
+        QTest::addColumn<QString>("file");
+        QTest::addColumn<QString>("expected");
+        using K = DataLinkDialog::Kind;
+        QTest::newRow("sql server, user") << K::SqlServer << false << "host" << "1433" << "u" << "p" << "db" << ""
+                                          << "Provider=SQLOLEDB.1;Data Source=host,1433;Initial Catalog=db;User ID=u;Password=p;";
+        QTest::newRow("sql server, integrated")
+            << K::SqlServer << true << "host" << "" << "ignored" << "ignored" << "db" << ""
+            << "Provider=SQLOLEDB.1;Integrated Security=SSPI;Persist Security Info=False;Data Source=host;Initial Catalog=db;";
+        QTest::newRow("postgresql") << K::PostgreSql << false << "host" << "5432" << "u" << "p" << "db" << ""
+                                    << "Provider=PostgreSQL;Data Source=host;Port=5432;Initial Catalog=db;User ID=u;Password=p;";
+        QTest::newRow("postgresql, libpq defaults") << K::PostgreSql << false << "host" << "" << "" << "" << "db" << ""
+                                                    << "Provider=PostgreSQL;Data Source=host;Initial Catalog=db;";
+        QTest::newRow("sqlite") << K::SqliteFile << false << "ignored" << "" << "" << "" << "" << "/srv/a.db"
+                                << "Provider=SQLite;Data Source=/srv/a.db";
+        QTest::newRow("access") << K::AccessFile << false << "" << "" << "" << "" << "" << "/srv/servu.mdb"
+                                << "Provider=Microsoft.Jet.OLEDB.4.0;Data Source=/srv/servu.mdb;Persist Security Info=False";
+        QTest::newRow("quoted values") << K::PostgreSql << false << "host" << "" << "o'neil" << "a;b\"c" << "db" << ""
+                                       << "Provider=PostgreSQL;Data Source=host;Initial Catalog=db;User ID=\"o'neil\";"
+                                          "Password=\"a;b\"\"c\";";
+    }
+    void buildsTheStringOfEachEngine()
+    {
+        QFETCH(DataLinkDialog::Kind, kind);
+        QFETCH(bool, integrated);
+        TestEnvironment env;
+        DataLinkDialog dialog(env.context);
+        dialog.setKind(kind);
+        field<QRadioButton>(&dialog, integrated ? "optIntegrated" : "optUserPassword")->setChecked(true);
+        QFETCH(QString, server);
+        QFETCH(QString, port);
+        QFETCH(QString, user);
+        QFETCH(QString, password);
+        QFETCH(QString, database);
+        QFETCH(QString, file);
+        fill(&dialog, "txtServer", server);
+        fill(&dialog, "txtPort", port);
+        fill(&dialog, "txtUserName", user);
+        fill(&dialog, "txtPassword", password);
+        fill(&dialog, "txtDatabase", database);
+        fill(&dialog, "txtFile", file);
+        QFETCH(QString, expected);
+        QCOMPARE(dialog.connectionString(), expected);
+
+        // OK gives the same string; the reader takes every value back unchanged.
+        env.prompter.onModal(QStringLiteral("frmDataLink"), [](QWidget* shown) { field<QPushButton>(shown, "cmdOK")->click(); });
+        QCOMPARE(dialog.promptNew(), expected);
+        const ConnectionString parts = ConnectionString::parse(expected);
+        if (kind == DataLinkDialog::Kind::PostgreSql) {
+            QCOMPARE(parts.value(QStringLiteral("user id")), user);
+            QCOMPARE(parts.value(QStringLiteral("password")), password);
+        }
+    }
+
+    void enablesTheFieldsOfTheChosenEngineOnly()
+    {
+        TestEnvironment env;
+        DataLinkDialog dialog(env.context);
+        const auto enabled = [&](const char* name) { return dialog.findChild<QWidget*>(QLatin1String(name))->isEnabled(); };
+        field<QComboBox>(&dialog, "cboProvider")->setCurrentIndex(0);
+        field<QRadioButton>(&dialog, "optIntegrated")->setChecked(true);
+        QVERIFY(enabled("txtServer") && enabled("txtPort") && enabled("txtDatabase") && enabled("optIntegrated"));
+        QVERIFY(!enabled("txtUserName") && !enabled("txtPassword") && !enabled("txtFile") && !enabled("cmdBrowse"));
+        field<QRadioButton>(&dialog, "optUserPassword")->setChecked(true);
+        QVERIFY(enabled("txtUserName") && enabled("txtPassword"));
+
+        // PostgreSQL has no integrated security; choosing it moves the log-on to a user name.
+        field<QRadioButton>(&dialog, "optIntegrated")->setChecked(true);
+        field<QComboBox>(&dialog, "cboProvider")->setCurrentIndex(1);
+        QVERIFY(!enabled("optIntegrated"));
+        QVERIFY(field<QRadioButton>(&dialog, "optUserPassword")->isChecked());
+        QVERIFY(enabled("txtUserName") && enabled("txtServer"));
+
+        for (int fileKind : {2, 3}) {
+            field<QComboBox>(&dialog, "cboProvider")->setCurrentIndex(fileKind);
+            QVERIFY(enabled("txtFile") && enabled("cmdBrowse"));
+            QVERIFY(!enabled("txtServer") && !enabled("txtPort") && !enabled("txtUserName") && !enabled("txtDatabase"));
+        }
+    }
+
+    void testOkAndCancelButtons()
+    {
+        TestEnvironment env;
+        DataLinkDialog dialog(env.context);
+        const QString file = env.path(QStringLiteral("accounts.db"));
+        QVERIFY(embedded::writeEmbeddedFile(embedded::TemplateDatabase, file));
+        env.prompter.onModal(QStringLiteral("frmDataLink"), [&](QWidget* shown) {
+            field<QComboBox>(shown, "cboProvider")->setCurrentIndex(2);
+            // OK without a file is refused, and the dialog stays open.
+            env.prompter.answerMessage(prompt::Answer::Ok, QStringLiteral("Please select the database file."));
+            field<QPushButton>(shown, "cmdOK")->click();
+            QVERIFY(shown->isVisible());
+            env.prompter.answerFile(file);
+            field<QPushButton>(shown, "cmdBrowse")->click();
+            env.prompter.answerMessage(prompt::Answer::Ok, QStringLiteral("Test connection succeeded."));
+            field<QPushButton>(shown, "cmdTest")->click();
+            fill(shown, "txtFile", env.path(QStringLiteral("missing.db")));
+            env.prompter.answerMessage(prompt::Answer::Ok, QStringLiteral("does not exist"));
+            field<QPushButton>(shown, "cmdTest")->click();
+            fill(shown, "txtFile", file);
+            field<QPushButton>(shown, "cmdOK")->click();
+        });
+        QCOMPARE(dialog.promptNew(), QStringLiteral("Provider=SQLite;Data Source=") + file);
+        const auto messages = env.prompter.messages();
+        QCOMPARE(messages.size(), 3);
+        QCOMPARE(messages[1].icon, prompt::Icon::Information);
+        QCOMPARE(messages[2].icon, prompt::Icon::Exclamation);
+        QVERIFY(messages[2].text.startsWith(QStringLiteral("Test connection failed:\r\n\r\n")));
+        QCOMPARE(env.prompter.records()[2].caption, QStringLiteral("Select Database File"));
+
+        // Cancel, and Escape, give empty text even with every field filled.
+        env.prompter.onModal(QStringLiteral("frmDataLink"), [](QWidget* shown) { field<QPushButton>(shown, "cmdCancel")->click(); });
+        QCOMPARE(dialog.promptNew(), QString());
+        env.prompter.onModal(QStringLiteral("frmDataLink"), [](QWidget* shown) { QTest::keyClick(shown, Qt::Key_Escape); });
+        QCOMPARE(dialog.promptNew(), QString());
+        QCOMPARE(env.prompter.unusedSteps(), 0);
+    }
+};
+
+QUILLMERE_TEST(TestDataLinkDialog)
+#include "TestDataLinkDialog.moc"
