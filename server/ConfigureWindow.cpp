@@ -4,6 +4,7 @@
 #include "platform/Prompter.h"
 #include "platform/SettingsStore.h"
 #include "shell/AppContext.h"
+#include "server/IpRulesWindow.h"
 #include "server/ServerIni.h"
 #include "shell/AppInfo.h"
 #include "shell/AppWindows.h"
@@ -235,6 +236,9 @@ void ConfigureWindow::cmdConnectionString_Click()
 
 void ConfigureWindow::cmdGlobalIPAccess_Click()
 {
+    IpRulesWindow& rules = m_windows.globalIpAccess();
+    rules.popList();
+    m_ctx.prompter.runModal(&rules);
 }
 
 namespace {

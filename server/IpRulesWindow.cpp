@@ -63,8 +63,8 @@ IpRulesWindow::IpRulesWindow(AppContext& context, AppWindows& windows, Scope sco
 void IpRulesWindow::setupControls()
 {
     m_numericKeys = new NumericKeyFilter([this] { m_ctx.logStatus(QStringLiteral("Only numbers and .")); }, this);
-    m_frame1 = named(new QGroupBox(m_scope == Scope::Global ? QStringLiteral("Global Access Rules") : QStringLiteral("Access Rules"), this),
-                     "Frame1");
+    const QString rulesCaption = m_scope == Scope::Global ? QStringLiteral("Global Access Rules") : QStringLiteral("Access Rules");
+    m_frame1 = named(new QGroupBox(rulesCaption, this), "Frame1");
     m_frame2 = named(new QGroupBox(QStringLiteral("Add IP Address"), this), "Frame2");
     m_lstRules = named(new QListWidget(m_frame1), "lstRules");
     m_lstRules->setSelectionMode(QAbstractItemView::SingleSelection);

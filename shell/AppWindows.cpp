@@ -9,6 +9,7 @@
 #include "limits/UDRatiosWindow.h"
 #include "maintenance/AboutWindow.h"
 #include "server/ConfigureWindow.h"
+#include "server/IpRulesWindow.h"
 #include "shell/AppContext.h"
 #include "shell/MainWindow.h"
 #include "shell/ProgramExit.h"
@@ -83,6 +84,27 @@ void AppWindows::connectUserPage()
         diskQuota().popQuota();
         showDialog(diskQuota());
     });
+    // The account's rules are loaded anew, for the account shown now, at every opening.
+    connect(&page, &UserPage::ipAccessRequested, this, [this, showDialog] {
+        ipAccess().popList();
+        showDialog(ipAccess());
+    });
+}
+
+IpRulesWindow& AppWindows::ipAccess()
+{
+    if (!m_ipAccess)
+        m_ipAccess = std::make_unique<IpRulesWindow>(m_ctx, *this, IpRulesWindow::Scope::Account);
+    return *m_ipAccess;
+}
+
+IpRulesWindow& AppWindows::globalIpAccess()
+{
+    if (!m_globalIpAccess) {
+        m_globalIpAccess = std::make_unique<IpRulesWindow>(m_ctx, *this, IpRulesWindow::Scope::Global);
+        connect(m_globalIpAccess.get(), &IpRulesWindow::globalRulesSaved, this, [this] { configure().checkLabelStatus(); });
+    }
+    return *m_globalIpAccess;
 }
 
 MiscSetupWindow& AppWindows::miscSetup()

@@ -8,6 +8,7 @@ struct AppContext;
 class AboutWindow;
 class ConfigureWindow;
 class DiskQuotaWindow;
+class IpRulesWindow;
 class MiscSetupWindow;
 class UDRatiosWindow;
 class MainWindow;
@@ -36,6 +37,8 @@ public:
     MiscSetupWindow& miscSetup();
     UDRatiosWindow& udRatios();
     DiskQuotaWindow& diskQuota();
+    IpRulesWindow& ipAccess();
+    IpRulesWindow& globalIpAccess();
 
     bool hasMain() const { return m_main != nullptr; }
 
@@ -54,4 +57,6 @@ private:
     std::unique_ptr<MiscSetupWindow> m_miscSetup;
     std::unique_ptr<UDRatiosWindow> m_udRatios;
     std::unique_ptr<DiskQuotaWindow> m_diskQuota;
+    std::unique_ptr<IpRulesWindow> m_ipAccess;
+    std::unique_ptr<IpRulesWindow> m_globalIpAccess;
 };

@@ -13,6 +13,7 @@
 #include <QGroupBox>
 #include <QLabel>
 #include <QLineEdit>
+#include <QListWidget>
 #include <QPlainTextEdit>
 #include <QPushButton>
 #include <QTest>
@@ -355,6 +356,34 @@ private slots:
         QTest::mouseClick(commit(), Qt::LeftButton);
         QCOMPARE(prompter().unusedSteps(), 0);
         QCOMPARE(m_program->env.settings.getRegSettings(QStringLiteral("ini_path")), other.ini);
+    }
+
+    void globalRulesChangeTheLabel()
+    {
+        m_program->configure();
+        window().show();
+        const auto editRules = [&](const QString& rule) {
+            prompter().onModal(QStringLiteral("frmGlobalIPAccess"), [&](QWidget* dialog) {
+                auto* entry = dialog->findChild<QLineEdit*>(QStringLiteral("txtIPaddress"));
+                auto* list = dialog->findChild<QListWidget*>(QStringLiteral("lstRules"));
+                if (rule.isEmpty()) {
+                    list->clear();
+                } else {
+                    QTest::keyClicks(entry, rule);
+                    auto* add = dialog->findChild<QPushButton*>(QStringLiteral("cmdAdd"));
+                    QVERIFY(QTest::qWaitFor([add] { return add->isEnabled(); }, 2000));
+                    QTest::mouseClick(add, Qt::LeftButton);
+                }
+                QTest::mouseClick(dialog->findChild<QPushButton*>(QStringLiteral("cmdOK")), Qt::LeftButton);
+            });
+            QTest::mouseClick(control<QPushButton>("cmdGlobalIPAccess"), Qt::LeftButton);
+            QCOMPARE(prompter().unusedSteps(), 0);
+        };
+        editRules(QStringLiteral("10.0.0.1"));
+        QCOMPARE(control<QLabel>("lblRules")->text(),
+                 QStringLiteral("Access rules exist. Click Modify IP Rules button for more information."));
+        editRules(QString());
+        QCOMPARE(control<QLabel>("lblRules")->text(), QStringLiteral("No IP rules are set. Server is available to everyone"));
     }
 
     void hugeIniFileWithOtherLineEnds()
