@@ -4,6 +4,7 @@
 #include "TestMain.h"
 
 #include "AuthRules.h"
+#include "server/ConfigureWindow.h"
 #include "shell/MainWindow.h"
 
 #include <QApplication>
@@ -140,9 +141,22 @@ private slots:
             speed->clear();
             QTest::keyClicks(speed, QStringLiteral("64"));
         });
-        // Rules for the other loopback addresses, so that 127.0.0.1 stays allowed.
-        execute(QStringLiteral("insert into blocked_ips ([ip]) values ('127.0.0.2')"));
-        execute(QStringLiteral("insert into blocked_ips_by_user ([ip], [username]) values ('127.0.0.0/24', 'erin')"));
+        // Rules for the other loopback addresses, so that 127.0.0.1 stays allowed: the
+        // account's own in its IP Access dialog, the global one in the configuration
+        // window's; a rule for everyone ("*") is never written by the program.
+        const auto addRule = [this](QWidget* dialog, const QString& rule) {
+            QTest::keyClicks(control<QLineEdit>(dialog, "txtIPaddress"), rule);
+            clickWhenEnabled(control<QPushButton>(dialog, "cmdAdd"));
+            QTest::mouseClick(control<QPushButton>(dialog, "cmdOK"), Qt::LeftButton);
+        };
+        selectUser("erin");
+        clickWhenEnabled(control<QPushButton>(&main(), "cmdIPAccess"));
+        QWidget* erinsRules = shownDialog("frmIPAccess");
+        QVERIFY(erinsRules);
+        addRule(erinsRules, QStringLiteral("127.0.0.0/24"));
+        m_program->env.prompter.onModal(QStringLiteral("frmGlobalIPAccess"), [&](QWidget* dialog) { addRule(dialog, QStringLiteral("127.0.0.2")); });
+        m_program->windows.configure().cmdGlobalIPAccess_Click();
+        QCOMPARE(m_program->env.prompter.unusedSteps(), 0);
         execute(QStringLiteral("insert into blocked_ips_by_user (ip, username) values ('127.0.0.3', '*')"));
 
         m_server = std::make_unique<PureFtpdServer>();
