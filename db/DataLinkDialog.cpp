@@ -53,7 +53,7 @@ DataLinkDialog::DataLinkDialog(AppContext& context, QWidget* parent)
 
 void DataLinkDialog::setupControls()
 {
-    m_lblProvider = named(new QLabel(QStringLiteral("&Database engine:"), this), "lblProvider");
+    m_lblProvider = named(new QLabel(QStringLiteral("P&rovider:"), this), "lblProvider");
     m_cboProvider = named(new QComboBox(this), "cboProvider");
     m_cboProvider->addItems({QStringLiteral("Microsoft SQL Server"), QStringLiteral("PostgreSQL"),
                              QStringLiteral("SQLite database file"), QStringLiteral("Access database file")});
@@ -71,7 +71,7 @@ void DataLinkDialog::setupControls()
 
     m_optIntegrated = named(new QRadioButton(QStringLiteral("Use &integrated security"), this), "optIntegrated");
     m_optUserPassword =
-        named(new QRadioButton(QStringLiteral("Use a specific &user name and password:"), this), "optUserPassword");
+        named(new QRadioButton(QStringLiteral("Use a &user name and password:"), this), "optUserPassword");
     m_logOn = new QButtonGroup(this);
     m_logOn->addButton(m_optIntegrated);
     m_logOn->addButton(m_optUserPassword);
@@ -125,20 +125,19 @@ void DataLinkDialog::setupLayout()
     server->addWidget(m_txtPort, 0, 3);
     server->addWidget(m_optIntegrated, 1, 0, 1, 4);
     server->addWidget(m_optUserPassword, 2, 0, 1, 4);
-    auto* credentials = new QGridLayout;
-    credentials->setContentsMargins(24, 0, 0, 0);
-    credentials->setColumnStretch(1, 1);
-    credentials->addWidget(m_lblUserName, 0, 0);
-    credentials->addWidget(m_txtUserName, 0, 1);
-    credentials->addWidget(m_lblPassword, 1, 0);
-    credentials->addWidget(m_txtPassword, 1, 1);
-    server->addLayout(credentials, 3, 0, 1, 4);
+    // The credentials sit under their option, their boxes in line with the others.
+    for (QLabel* label : {m_lblUserName, m_lblPassword})
+        label->setIndent(24);
+    server->addWidget(m_lblUserName, 3, 0);
+    server->addWidget(m_txtUserName, 3, 1, 1, 3);
+    server->addWidget(m_lblPassword, 4, 0);
+    server->addWidget(m_txtPassword, 4, 1, 1, 3);
     auto* line = named(new QFrame(m_fraServer), "linServer");
     line->setFrameShape(QFrame::HLine);
     line->setFrameShadow(QFrame::Sunken);
-    server->addWidget(line, 4, 0, 1, 4);
-    server->addWidget(m_lblDatabase, 5, 0);
-    server->addWidget(m_txtDatabase, 5, 1, 1, 3);
+    server->addWidget(line, 5, 0, 1, 4);
+    server->addWidget(m_lblDatabase, 6, 0);
+    server->addWidget(m_txtDatabase, 6, 1, 1, 3);
 
     auto* file = new QHBoxLayout(m_fraFile);
     file->addWidget(m_lblFile);
@@ -161,12 +160,26 @@ void DataLinkDialog::setupLayout()
     layout->addLayout(buttons);
 
     // The labels of both frames share one width, so their boxes line up.
-    const int labelWidth = std::max({m_lblProvider->sizeHint().width(), m_lblServer->sizeHint().width(),
-                                     m_lblDatabase->sizeHint().width(), m_lblFile->sizeHint().width()});
-    for (QLabel* label : {m_lblProvider, m_lblServer, m_lblDatabase, m_lblFile})
+    const int labelWidth = std::max({m_lblServer->sizeHint().width(), m_lblUserName->sizeHint().width(),
+                                     m_lblPassword->sizeHint().width(), m_lblDatabase->sizeHint().width(),
+                                     m_lblFile->sizeHint().width()});
+    for (QLabel* label : {m_lblServer, m_lblDatabase, m_lblFile})
         label->setMinimumWidth(labelWidth);
     setMinimumWidth(460);
     resize(480, sizeHint().height());
+}
+
+void DataLinkDialog::showEvent(QShowEvent* event)
+{
+    QDialog::showEvent(event);
+    // The engine list sits outside the frames; its left edge is set to theirs once
+    // the style has placed them.
+    layout()->activate();
+    const int shift = m_txtServer->mapTo(this, QPoint()).x() - m_cboProvider->mapTo(this, QPoint()).x();
+    if (shift != 0) {
+        m_lblProvider->setMinimumWidth(m_lblProvider->width() + shift);
+        layout()->activate();
+    }
 }
 
 void DataLinkDialog::setupTabOrder()

@@ -27,7 +27,7 @@
 #include <QScrollBar>
 #include <QVBoxLayout>
 
-#include <algorithm>
+#include <atomic>
 #include <condition_variable>
 #include <deque>
 #include <future>

@@ -1,5 +1,6 @@
 #include "server/ConfigureWindow.h"
 
+#include "db/DatabaseWizardWindow.h"
 #include "platform/PathInfo.h"
 #include "platform/Prompter.h"
 #include "platform/SettingsStore.h"
@@ -232,6 +233,15 @@ void ConfigureWindow::txtServuPath_LostFocus()
 
 void ConfigureWindow::cmdConnectionString_Click()
 {
+    const auto answer = m_ctx.prompter.ask(appinfo::Title,
+                                           QStringLiteral("\r\nTo create a new database select Yes.\r\n"
+                                                          "To select an existing database select No.\r\n"),
+                                           prompt::Icon::Exclamation, prompt::Buttons::YesNoCancel);
+    if (answer == prompt::Answer::Cancel)
+        return;
+    DatabaseWizardWindow& wizard = m_windows.databaseWizard();
+    wizard.showFormFace(answer == prompt::Answer::Yes ? 1 : 4);
+    m_ctx.prompter.runModal(&wizard);
 }
 
 void ConfigureWindow::cmdGlobalIPAccess_Click()

@@ -4,6 +4,7 @@
 #include "platform/Prompter.h"
 
 #include "accounts/UserPage.h"
+#include "db/DatabaseWizardWindow.h"
 #include "limits/DiskQuotaWindow.h"
 #include "limits/MiscSetupWindow.h"
 #include "limits/UDRatiosWindow.h"
@@ -89,6 +90,13 @@ void AppWindows::connectUserPage()
         ipAccess().popList();
         showDialog(ipAccess());
     });
+}
+
+DatabaseWizardWindow& AppWindows::databaseWizard()
+{
+    if (!m_databaseWizard)
+        m_databaseWizard = std::make_unique<DatabaseWizardWindow>(m_ctx, *this);
+    return *m_databaseWizard;
 }
 
 IpRulesWindow& AppWindows::ipAccess()

@@ -7,6 +7,7 @@
 struct AppContext;
 class AboutWindow;
 class ConfigureWindow;
+class DatabaseWizardWindow;
 class DiskQuotaWindow;
 class IpRulesWindow;
 class MiscSetupWindow;
@@ -37,6 +38,7 @@ public:
     MiscSetupWindow& miscSetup();
     UDRatiosWindow& udRatios();
     DiskQuotaWindow& diskQuota();
+    DatabaseWizardWindow& databaseWizard();
     IpRulesWindow& ipAccess();
     IpRulesWindow& globalIpAccess();
 
@@ -57,6 +59,7 @@ private:
     std::unique_ptr<MiscSetupWindow> m_miscSetup;
     std::unique_ptr<UDRatiosWindow> m_udRatios;
     std::unique_ptr<DiskQuotaWindow> m_diskQuota;
+    std::unique_ptr<DatabaseWizardWindow> m_databaseWizard;
     std::unique_ptr<IpRulesWindow> m_ipAccess;
     std::unique_ptr<IpRulesWindow> m_globalIpAccess;
 };

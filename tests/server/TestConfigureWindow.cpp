@@ -4,6 +4,7 @@
 
 #include "TestDatabase.h"
 
+#include "db/DatabaseWizardWindow.h"
 #include "server/ConfigureWindow.h"
 #include "shell/EmbeddedFiles.h"
 
@@ -384,6 +385,33 @@ private slots:
                  QStringLiteral("Access rules exist. Click Modify IP Rules button for more information."));
         editRules(QString());
         QCOMPARE(control<QLabel>("lblRules")->text(), QStringLiteral("No IP rules are set. Server is available to everyone"));
+    }
+
+    void databaseWizardButtonOpensTheWizard_data()
+    {
+        QTest::addColumn<prompt::Answer>("answer");
+        QTest::addColumn<int>("page");
+        QTest::newRow("create") << prompt::Answer::Yes << 1;
+        QTest::newRow("existing") << prompt::Answer::No << 4;
+        QTest::newRow("cancel") << prompt::Answer::Cancel << 0;
+    }
+
+    void databaseWizardButtonOpensTheWizard()
+    {
+        QFETCH(prompt::Answer, answer);
+        QFETCH(int, page);
+        prompter().answerMessage(answer, QStringLiteral("\r\nTo create a new database select Yes.\r\nTo select an existing database select No.\r\n"));
+        int shownPage = 0;
+        if (page != 0) {
+            prompter().onModal(QStringLiteral("frmDatabaseWizard1"), [&](QWidget* wizard) {
+                shownPage = static_cast<DatabaseWizardWindow*>(wizard)->currentPage();
+                wizard->hide();
+            });
+        }
+        QTest::mouseClick(control<QPushButton>("cmdConnectionString"), Qt::LeftButton);
+        QCOMPARE(prompter().unusedSteps(), 0);
+        QCOMPARE(prompter().messages()[0].icon, prompt::Icon::Exclamation);
+        QCOMPARE(shownPage, page);
     }
 
     void hugeIniFileWithOtherLineEnds()
