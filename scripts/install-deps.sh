@@ -6,7 +6,7 @@ set -euo pipefail
 packages=(
     # build
     cmake make g++ pkg-config
-    qt6-base-dev qt6-base-dev-tools qt6-svg-dev
+    qt6-base-dev qt6-base-dev-tools qt6-svg-dev libsodium-dev
     # run: SVG icons, database drivers, fonts
     libqt6svg6 libqt6sql6-sqlite libqt6sql6-psql libqt6sql6-odbc fonts-dejavu-core
     # SQL Server through ODBC (FreeTDS), PostgreSQL for the tests' throwaway cluster

@@ -3,6 +3,7 @@
 #include "accounts/UserPage.h"
 #include "maintenance/AboutWindow.h"
 #include "maintenance/Help.h"
+#include "maintenance/UpdateCheck.h"
 #include "platform/Clock.h"
 #include "platform/KeySender.h"
 #include "platform/ProcessControl.h"
@@ -290,6 +291,7 @@ void MainWindow::ShowLog_Click()
 
 void MainWindow::checkUpdates_Click()
 {
+    updates::checkUpdates(m_ctx);
 }
 
 void MainWindow::help_web_Click()
