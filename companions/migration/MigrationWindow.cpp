@@ -1,0 +1,3 @@
+#include "MigrationWindow.h"
+
+MigrationWindow::MigrationWindow(QWidget* parent) : QWidget(parent) {}

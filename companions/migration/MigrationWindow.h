@@ -1,0 +1,10 @@
+#pragma once
+
+#include <QWidget>
+
+class MigrationWindow : public QWidget
+{
+    Q_OBJECT
+public:
+    explicit MigrationWindow(QWidget* parent = nullptr);
+};
