@@ -9,6 +9,7 @@
 #include "limits/MiscSetupWindow.h"
 #include "limits/UDRatiosWindow.h"
 #include "maintenance/AboutWindow.h"
+#include "maintenance/MigrateWindow.h"
 #include "server/ConfigureWindow.h"
 #include "server/IpRulesWindow.h"
 #include "shell/AppContext.h"
@@ -131,6 +132,13 @@ UDRatiosWindow& AppWindows::udRatios()
     if (!m_udRatios)
         m_udRatios = std::make_unique<UDRatiosWindow>(m_ctx, *this);
     return *m_udRatios;
+}
+
+MigrateWindow& AppWindows::migrate()
+{
+    if (!m_migrate)
+        m_migrate = std::make_unique<MigrateWindow>(m_ctx);
+    return *m_migrate;
 }
 
 DiskQuotaWindow& AppWindows::diskQuota()

@@ -10,6 +10,7 @@ class ConfigureWindow;
 class DatabaseWizardWindow;
 class DiskQuotaWindow;
 class IpRulesWindow;
+class MigrateWindow;
 class MiscSetupWindow;
 class UDRatiosWindow;
 class MainWindow;
@@ -41,6 +42,7 @@ public:
     DatabaseWizardWindow& databaseWizard();
     IpRulesWindow& ipAccess();
     IpRulesWindow& globalIpAccess();
+    MigrateWindow& migrate();
 
     bool hasMain() const { return m_main != nullptr; }
 
@@ -62,4 +64,5 @@ private:
     std::unique_ptr<DatabaseWizardWindow> m_databaseWizard;
     std::unique_ptr<IpRulesWindow> m_ipAccess;
     std::unique_ptr<IpRulesWindow> m_globalIpAccess;
+    std::unique_ptr<MigrateWindow> m_migrate;
 };

@@ -3,6 +3,7 @@
 #include "accounts/UserPage.h"
 #include "maintenance/AboutWindow.h"
 #include "maintenance/Help.h"
+#include "maintenance/MigrateWindow.h"
 #include "maintenance/UpdateCheck.h"
 #include "platform/Clock.h"
 #include "platform/KeySender.h"
@@ -277,6 +278,8 @@ void MainWindow::edit1_paste_Click()
 
 void MainWindow::tools1_migrate_Click()
 {
+    if (migration::confirmLaunch(m_ctx))
+        m_ctx.prompter.runModal(&m_windows.migrate());
 }
 
 void MainWindow::mnuItemHelp_Click()
