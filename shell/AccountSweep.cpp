@@ -42,22 +42,54 @@ QStringList dueAccounts(AppContext& context, const QList<DatedAccount>& accounts
     return due;
 }
 
+// On SQLite every statement of its own is a synced commit, which for thousands of
+// due accounts takes many seconds; there the sweep's writes go in transactions of
+// a few hundred accounts. What was written before a failure is kept (the batch is
+// committed all the same), and a sweep cut short is finished at the next start.
+class SweepBatch
+{
+public:
+    explicit SweepBatch(Session& writer)
+        : m_database(writer.engine() == Engine::Sqlite ? writer.database() : nullptr)
+    {
+        begin();
+    }
+    ~SweepBatch() { commit(); }
+    SweepBatch(const SweepBatch&) = delete;
+    SweepBatch& operator=(const SweepBatch&) = delete;
+
+    void accountDone()
+    {
+        if (++m_accounts % AccountsPerTransaction == 0) {
+            commit();
+            begin();
+        }
+    }
+
+private:
+    static constexpr int AccountsPerTransaction = 500;
+
+    void begin() { m_open = m_database && m_database->beginTransaction(); }
+    void commit()
+    {
+        if (m_open)
+            m_database->commit();
+        m_open = false;
+    }
+
+    Database* m_database;
+    bool m_open = false;
+    int m_accounts = 0;
+};
+
 bool deleteAccount(Session& writer, const QString& name)
 {
-    // On SQLite every statement of its own is a synced commit; one account's
-    // deletions go in one transaction there. A failed statement does not undo
-    // the ones before it: the transaction is committed all the same.
-    Database* database = writer.database();
-    const bool grouped = writer.engine() == Engine::Sqlite && database->beginTransaction();
     const QString quoted = sqlQuote(name);
-    const bool deleted = writer.execute(QStringLiteral("DELETE FROM blocked_ips_by_user WHERE blocked_ips_by_user.username=") + quoted)
+    return writer.execute(QStringLiteral("DELETE FROM blocked_ips_by_user WHERE blocked_ips_by_user.username=") + quoted)
         && writer.execute(QStringLiteral("DELETE FROM dir_rights WHERE dir_rights.username=") + quoted)
         && writer.execute(QStringLiteral("DELETE FROM file_rights WHERE file_rights.username=") + quoted)
         && writer.execute(QStringLiteral("DELETE FROM ratio_free_files WHERE ratio_free_files.username=") + quoted)
         && writer.execute(QStringLiteral("DELETE FROM users WHERE users.username=") + quoted);
-    if (grouped)
-        database->commit();
-    return deleted;
 }
 
 } // namespace
@@ -72,18 +104,25 @@ void accountSweep(AppContext& context)
     QList<DatedAccount> expiring;
     if (!readDatedAccounts(reader, QStringLiteral("expires"), expiring))
         return;
-    for (const QString& name : dueAccounts(context, expiring, QStringLiteral("an expiry"))) {
-        if (!deleteAccount(writer, name))
-            return;
-        context.logStatus(QStringLiteral("User '") + name + QStringLiteral("' is expired"));
-    }
+    {
+        SweepBatch batch(writer);
+        for (const QString& name : dueAccounts(context, expiring, QStringLiteral("an expiry"))) {
+            if (!deleteAccount(writer, name))
+                return;
+            context.logStatus(QStringLiteral("User '") + name + QStringLiteral("' is expired"));
+            batch.accountDone();
+        }
+    } // committed before the next read, which would otherwise wait for the writer's lock
+
 
     QList<DatedAccount> disabling;
     if (!readDatedAccounts(reader, QStringLiteral("disableon"), disabling))
         return;
+    SweepBatch batch(writer);
     for (const QString& name : dueAccounts(context, disabling, QStringLiteral("a disable"))) {
         if (!writer.execute(QStringLiteral("UPDATE users SET disable_user=1, disableon='' WHERE username=") + sqlQuote(name)))
             return;
+        batch.accountDone();
     }
 }
 
