@@ -2,6 +2,7 @@
 
 #include "MigrationSource.h"
 
+#include <QMap>
 #include <QString>
 #include <QStringList>
 
@@ -23,8 +24,17 @@ struct ImportReport
     QStringList imported;        // new accounts
     QStringList replaced;        // existing accounts written anew on request
     QStringList skippedExisting; // names already in the database, left as they were
-    QStringList failed;          // accounts whose transaction was rolled back
-    int globalRulesAdded = 0;
+    QStringList failed;          // accounts refused before writing, or whose transaction was rolled back
+    QMap<QString, QString> failureReasons; // by account name
+    QStringList notReached;      // accounts not tried because the import stopped or was cancelled first
+    bool cancelled = false;
+
+    QStringList globalRulesAdded;   // new rows of blocked_ips
+    QStringList globalRulesPresent; // rules blocked_ips already held
+    QStringList globalRulesRefused; // "rule: reason"
+
+    // Values written otherwise than the INI file has them, one line each.
+    QStringList adjustments;
     QString stoppedBy; // the database's failure that ended the import early; empty when it ran through
 };
 
