@@ -1,10 +1,477 @@
 #include "TestMain.h"
 
+#include "IniUsers.h"
+#include "IniValues.h"
+#include "platform/RegionalDate.h"
+
+#include <QRandomGenerator>
+#include <QTemporaryDir>
 #include <QtTest>
+
+using namespace migration;
+
+namespace {
+
+QString sample(const char* name) { return QStringLiteral(QUILLMERE_MIGRATION_SAMPLES "/") + QLatin1String(name); }
+
+QString optionalText(const std::optional<QString>& value) { return value ? *value : QStringLiteral("-"); }
+template <typename T>
+QString optionalNumber(const std::optional<T>& value)
+{
+    if (!value)
+        return QStringLiteral("-");
+    if constexpr (std::is_same_v<T, bool>)
+        return *value ? QStringLiteral("1") : QStringLiteral("0");
+    else
+        return QString::number(*value, 'g', 15);
+}
+
+// Every column of an account as "field=value", so that one comparison checks them all.
+QStringList describe(const MigratedAccount& account)
+{
+    QStringList access;
+    for (const DirectoryAccess& entry : account.access)
+        access << QStringLiteral("%1|%2|%3").arg(entry.directory, entry.rights, entry.inherit ? QStringLiteral("1") : QStringLiteral("0"));
+    const auto text = [](const QString& value) { return value.isEmpty() ? QStringLiteral("-") : value; };
+    return {
+        QStringLiteral("password=") + text(account.password),
+        QStringLiteral("homedir=") + text(account.homedir),
+        QStringLiteral("comments=") + text(account.comments),
+        QStringLiteral("access=") + text(access.join(QStringLiteral("; "))),
+        QStringLiteral("denied=") + text(account.deniedIps.join(QStringLiteral("; "))),
+        QStringLiteral("disabled=") + optionalNumber(account.disabled),
+        QStringLiteral("expires=") + text(account.expires),
+        QStringLiteral("idle=") + optionalNumber(account.idleTimeoutMinutes),
+        QStringLiteral("session=") + optionalNumber(account.sessionTimeoutMinutes),
+        QStringLiteral("maxConcurrent=") + optionalNumber(account.maxConcurrent),
+        QStringLiteral("maxPerIp=") + optionalNumber(account.maxLoginsPerIp),
+        QStringLiteral("onePerIp=") + optionalNumber(account.oneLoginPerIp),
+        QStringLiteral("speed=") + optionalText(account.speedLimitKBps),
+        QStringLiteral("useQuota=") + optionalNumber(account.useQuota),
+        QStringLiteral("quotaMax=") + optionalNumber(account.quotaMaxBytes),
+        QStringLiteral("quotaCurrent=") + optionalNumber(account.quotaCurrentBytes),
+        QStringLiteral("ratioType=") + optionalText(account.ratioType),
+        QStringLiteral("ratioUp=") + optionalNumber(account.ratioUp),
+        QStringLiteral("ratioDown=") + optionalNumber(account.ratioDown),
+        QStringLiteral("credit=") + optionalNumber(account.ratioCredit),
+        QStringLiteral("relPaths=") + optionalNumber(account.relativePaths),
+        QStringLiteral("hideHidden=") + optionalNumber(account.hideHiddenFiles),
+        QStringLiteral("alwaysLogin=") + optionalNumber(account.alwaysLogin),
+        QStringLiteral("loginMsg=") + optionalText(account.loginMessageFile),
+        QStringLiteral("maintenance=") + optionalText(account.maintenance),
+    };
+}
+
+// The description of an account with every column unset but the ones given.
+QStringList expected(const QList<QPair<QString, QString>>& set)
+{
+    MigratedAccount blank;
+    QStringList lines = describe(blank);
+    for (const auto& [field, value] : set) {
+        const auto at = std::find_if(lines.begin(), lines.end(), [&](const QString& line) { return line.startsWith(field + QLatin1Char('=')); });
+        Q_ASSERT(at != lines.end());
+        *at = field + QLatin1Char('=') + value;
+    }
+    return lines;
+}
+
+const MigratedAccount* find(const MigrationSource& source, const QString& name)
+{
+    for (const MigratedAccount& account : source.accounts)
+        if (account.name == name)
+            return &account;
+    return nullptr;
+}
+
+QString date(int year, int month, int day) { return regional::shortDate(QDate(year, month, day)); }
+
+const QString NightShift = QStringLiteral("This account belongs to the night shift; ");
+
+} // namespace
 
 class TestIniUsers : public QObject
 {
     Q_OBJECT
+
+private:
+    QTemporaryDir m_dir;
+
+    QString write(const QString& name, const QByteArray& bytes)
+    {
+        const QString path = m_dir.filePath(name);
+        QFile file(path);
+        if (!file.open(QIODevice::WriteOnly) || file.write(bytes) != bytes.size())
+            qFatal("cannot write %s", qPrintable(path));
+        return path;
+    }
+
+private slots:
+    void samplesReadIntoAccounts_data()
+    {
+        QTest::addColumn<QString>("path");
+        QTest::addColumn<int>("generation");
+        QTest::addColumn<QString>("account");
+        QTest::addColumn<QStringList>("columns");
+        const int v4 = int(Generation::V4), v2 = int(Generation::V2);
+        const QString four = sample("servu4-sample.ini"), two = sample("servu2-sample.ini");
+
+        QTest::newRow("v4 every key") << four << v4 << "alice" << expected({
+            {"password", "ab0BE9089682363B12E49AEFBB9356450D"}, {"homedir", "d:\\ftp\\alice"},
+            {"comments", "Wizard generated account\r\nRenewed every year"},
+            {"access", "d:\\ftp\\alice|RWAMELCD|1; d:\\ftp\\public|RL|1; d:\\ftp\\drop|WA|0"},
+            {"denied", "198.51.100.*"}, {"disabled", "0"}, {"expires", date(2030, 12, 31)}, {"idle", "10"},
+            {"session", "91"}, {"maxConcurrent", "3"}, {"maxPerIp", "0"}, {"onePerIp", "1"}, {"speed", "64"},
+            {"useQuota", "1"}, {"quotaMax", "104857600"}, {"quotaCurrent", "5242880"}, {"ratioType", "BytesPerSession"},
+            {"ratioUp", "1"}, {"ratioDown", "3"}, {"credit", "1048576"}, {"relPaths", "1"}, {"hideHidden", "1"},
+            {"alwaysLogin", "1"}, {"loginMsg", "D:\\FTP\\Messages\\Alice.txt"}, {"maintenance", "System"}});
+        QTest::newRow("v4 utf-8 name") << four << v4 << QStringLiteral("Björn Ødegård") << expected({
+            {"password", "kz2D80DD096853E9F9E735F00CE1CC448B"}, {"homedir", QStringLiteral("d:\\ftp\\björn")},
+            {"access", QStringLiteral("d:\\ftp\\björn|RL|0")}, {"disabled", "1"}, {"expires", date(2031, 2, 28)},
+            {"maxPerIp", "4"}, {"onePerIp", "0"}, {"maintenance", "ReadOnly"}});
+        QTest::newRow("v4 no password, no limits") << four << v4 << "anonymous" << expected({
+            {"homedir", "d:\\ftp\\public"}, {"access", "d:\\ftp\\public|RL|1"}, {"idle", "-1"}, {"maxPerIp", "0"}, {"onePerIp", "0"}});
+        QTest::newRow("v4 values left behind") << four << v4 << "bob" << expected({
+            {"password", "letmein"}, {"homedir", "d:\\ftp\\bob"}, {"comments", NightShift.repeated(8).left(256)},
+            {"idle", "2"}, {"maxConcurrent", "-1"}, {"ratioType", "FilesOverall"}, {"ratioUp", "2"}});
+        QTest::newRow("v4 second domain") << four << v4 << "carol" << expected({
+            {"password", "qr54339D49AB6CAAA8EB4843C6F83711FA"}, {"homedir", "e:\\side\\carol"}, {"access", "e:\\side\\carol|RWAMELCD|0"}});
+        QTest::newRow("v4 repeated key") << four << v4 << "dave" << expected({
+            {"password", "qr54339D49AB6CAAA8EB4843C6F83711FA"}, {"homedir", "d:\\ftp\\dave"}, {"idle", "2"}});
+        QTest::newRow("v2 one speed") << two << v2 << "anonymous" << expected({
+            {"homedir", "c:\\ftp\\pub"}, {"access", "c:\\ftp\\pub|RL|1"}, {"idle", "5"}, {"maxConcurrent", "20"}, {"speed", "32"}});
+        QTest::newRow("v2 every key, Windows-1252") << two << v2 << QStringLiteral("José Müller") << expected({
+            {"password", "xyQ3kD8r0PqwE"}, {"homedir", QStringLiteral("c:\\ftp\\josé")}, {"comments", QStringLiteral("Old account, café corner")},
+            {"access", QStringLiteral("c:\\ftp\\josé|RWAMLCD|1; c:\\ftp\\pub|RL|0")}, {"denied", "192.0.2.15"}, {"disabled", "0"},
+            {"expires", date(2001, 1, 1)}, {"session", "60"}, {"maxPerIp", "2"}, {"onePerIp", "0"}, {"useQuota", "0"},
+            {"quotaMax", "0"}, {"ratioType", "FilesPerSession"}, {"ratioUp", "1"}, {"ratioDown", "5"}, {"credit", "10"},
+            {"relPaths", "1"}, {"hideHidden", "1"}, {"alwaysLogin", "1"}, {"loginMsg", "C:\\FTP\\Welcome.txt"}, {"maintenance", "None"}});
+        QTest::newRow("v2 section with a domain") << two << v2 << "admin" << expected({
+            {"password", "ab0BE9089682363B12E49AEFBB9356450D"}, {"homedir", "c:\\"}, {"access", "c:\\|RWAMELCD|1"}, {"maintenance", "System"}});
+    }
+
+    void samplesReadIntoAccounts()
+    {
+        QFETCH(QString, path);
+        QFETCH(int, generation);
+        QFETCH(QString, account);
+        QFETCH(QStringList, columns);
+        const ReadOutcome outcome = readIniUsers(path, Generation(generation));
+        QVERIFY2(outcome.ok, qPrintable(outcome.error));
+        const MigratedAccount* found = find(outcome.source, account);
+        QVERIFY(found);
+        QCOMPARE(describe(*found), columns);
+    }
+
+    void samplesKeepTheFilesOrderAndRules_data()
+    {
+        QTest::addColumn<QString>("path");
+        QTest::addColumn<int>("generation");
+        QTest::addColumn<QStringList>("names");
+        QTest::addColumn<QStringList>("globalDenied");
+        QTest::newRow("v4") << sample("servu4-sample.ini") << int(Generation::V4)
+                            << QStringList{"alice", QStringLiteral("Björn Ødegård"), "anonymous", "bob", "carol", "dave"}
+                            << QStringList{"10.20.30.*", "172.16.0.0/12", "203.0.113.7"};
+        QTest::newRow("v2") << sample("servu2-sample.ini") << int(Generation::V2)
+                            << QStringList{"anonymous", QStringLiteral("José Müller"), "admin"} << QStringList{"192.0.2.*"};
+    }
+
+    void samplesKeepTheFilesOrderAndRules()
+    {
+        QFETCH(QString, path);
+        QFETCH(int, generation);
+        QFETCH(QStringList, names);
+        QFETCH(QStringList, globalDenied);
+        const ReadOutcome outcome = readIniUsers(path, Generation(generation));
+        QVERIFY2(outcome.ok, qPrintable(outcome.error));
+        QStringList read;
+        for (const MigratedAccount& account : outcome.source.accounts)
+            read << account.name;
+        QCOMPARE(read, names);
+        QCOMPARE(outcome.source.globalDeniedIps, globalDenied);
+    }
+
+    void leftBehindValuesAreListed_data()
+    {
+        QTest::addColumn<QString>("path");
+        QTest::addColumn<int>("generation");
+        QTest::addColumn<QString>("account");
+        QTest::addColumn<QString>("key");
+        QTest::addColumn<QString>("reason");
+        const QString four = sample("servu4-sample.ini"), two = sample("servu2-sample.ini");
+        const int v4 = int(Generation::V4), v2 = int(Generation::V2);
+        const QString longName = QStringLiteral("this-name-is-far-too-long-for-the-username-column-x");
+        const QList<QStringList> rows{
+            {"", "[GLOBAL] RegistrationKey", "server setting"},
+            {"", "[GLOBAL] IPAccess2", "allow rule"},
+            {"", "[GLOBAL] IPAccess4", "does not apply as written"},
+            {"", "[DOMAINS] Domain2", "no domains"},
+            {"", "[Domain1] LogSystemMes", "server setting"},
+            {"", "[ServUAdmin] WindowPos", "not read"},
+            {"ALICE", "[USER=ALICE|2]", "second section"},
+            {longName, "[USER=" + longName + "|1]", "longer than the 50"},
+            {"alice", "ChangePassword", "change their own password"},
+            {"alice", "Access3", "\"X\""},
+            {"alice", "IPAccess2", "allow rule"},
+            {"alice", "SKEYValues", "S/KEY"},
+            {"alice", "FavouriteColour", "not a key the migration knows"},
+            {"alice", "SpeedLimitDown", "64 KBps"},
+            {"bob", "Password", "plain text"},
+            {"bob", "Maintenance", "8 characters"},
+            {"bob", "RatioDown", "whole number"},
+            {"bob", "Expiration", "not a date"},
+            {"bob", "QuotaMax", "number of bytes"},
+            {"bob", "Note", "cut"},
+            {"bob", "IPAccess1", "not a rule the program accepts"},
+            {"bob", "Access1", "no folder"},
+            {"bob", "a line without an equals sign", "key=value"},
+            {"carol", "Access1", "appears twice"},
+            {"carol", "RatioUp", "no ratio"},
+            {"dave", "timeout", "appears twice"},
+        };
+        for (const QStringList& row : rows)
+            QTest::addRow("v4 %s %s", qPrintable(row[0]), qPrintable(row[1])) << four << v4 << row[0] << row[1] << row[2];
+        QTest::newRow("v2 allow rule") << two << v2 << "" << "[GLOBAL] IPAccess2" << "allow rule";
+        QTest::newRow("v2 broken rule") << two << v2 << "" << "[GLOBAL] IPAccess3" << "does not apply as written";
+        QTest::newRow("v2 crypt password") << two << v2 << QStringLiteral("José Müller") << "Password" << "salted MD5";
+        QTest::newRow("v2 has one speed") << two << v2 << QStringLiteral("José Müller") << "SpeedLimitUp" << "not a key the migration knows";
+    }
+
+    void leftBehindValuesAreListed()
+    {
+        QFETCH(QString, path);
+        QFETCH(int, generation);
+        QFETCH(QString, account);
+        QFETCH(QString, key);
+        QFETCH(QString, reason);
+        const ReadOutcome outcome = readIniUsers(path, Generation(generation));
+        QVERIFY2(outcome.ok, qPrintable(outcome.error));
+        QList<NotCarried> all = outcome.source.notCarried;
+        for (const MigratedAccount& each : outcome.source.accounts)
+            all += each.notCarried;
+        const bool listed = std::any_of(all.cbegin(), all.cend(), [&](const NotCarried& entry) {
+            return entry.account == account && entry.key == key && entry.reason.contains(reason);
+        });
+        QVERIFY2(listed, qPrintable(key));
+    }
+
+    void nothingElseIsLeftBehind()
+    {
+        // Values that were carried must not also appear as left behind.
+        const ReadOutcome outcome = readIniUsers(sample("servu4-sample.ini"), Generation::V4);
+        QVERIFY(outcome.ok);
+        const QHash<QString, int> counts{{"alice", 6}, {QStringLiteral("Björn Ødegård"), 0}, {"anonymous", 0}, {"bob", 9}, {"carol", 2}, {"dave", 1}};
+        for (const MigratedAccount& account : outcome.source.accounts)
+            QCOMPARE(account.notCarried.size(), counts.value(account.name, -1));
+    }
+
+    void warningsNameTheAccounts_data()
+    {
+        QTest::addColumn<QString>("path");
+        QTest::addColumn<int>("generation");
+        QTest::addColumn<QString>("warning");
+        const QString four = sample("servu4-sample.ini"), two = sample("servu2-sample.ini");
+        QTest::newRow("duplicate") << four << int(Generation::V4) << "\"ALICE\" appears twice (lines 28 and 104); the first, at line 28, was kept";
+        QTest::newRow("listed without section") << four << int(Generation::V4) << "\"ghost\" is listed in [Domain1]";
+        QTest::newRow("section without listing") << four << int(Generation::V4) << "\"dave\" is in no domain's user list";
+        QTest::newRow("no password") << four << int(Generation::V4) << "\"anonymous\" has no password";
+        QTest::newRow("name too long") << four << int(Generation::V4) << "line 114 was not read";
+        QTest::newRow("latin-1") << two << int(Generation::V2) << "read as Windows-1252";
+        QTest::newRow("other generation") << two << int(Generation::V4) << "Version=2.5h";
+    }
+
+    void warningsNameTheAccounts()
+    {
+        QFETCH(QString, path);
+        QFETCH(int, generation);
+        QFETCH(QString, warning);
+        const ReadOutcome outcome = readIniUsers(path, Generation(generation));
+        QVERIFY2(outcome.ok, qPrintable(outcome.error));
+        const QStringList& warnings = outcome.source.warnings;
+        QVERIFY2(std::any_of(warnings.cbegin(), warnings.cend(), [&](const QString& each) { return each.contains(warning); }),
+                 qPrintable(warnings.join(QLatin1Char('\n'))));
+    }
+
+    void badInputGetsAMessage_data()
+    {
+        QTest::addColumn<QString>("path");
+        QTest::addColumn<QString>("message");
+        QVERIFY(m_dir.isValid());
+        QByteArray garbage(64 * 1024, Qt::Uninitialized);
+        QRandomGenerator random(20240611);
+        for (char& byte : garbage)
+            byte = char(random.bounded(256));
+        QByteArray controls = garbage;
+        for (char& byte : controls)
+            byte = char(1 + quint8(byte) % 255);
+        QFile sparse(m_dir.filePath("huge.ini"));
+        QVERIFY(sparse.open(QIODevice::WriteOnly) && sparse.resize(300LL * 1024 * 1024));
+        sparse.close();
+
+        QTest::newRow("missing") << m_dir.filePath("absent.ini") << "does not exist";
+        QTest::newRow("folder") << m_dir.path() << "is a folder";
+        QTest::newRow("empty") << write("empty.ini", {}) << "is empty";
+        QTest::newRow("blank") << write("blank.ini", "\xEF\xBB\xBF \r\n\t\r\n") << "is empty";
+        QTest::newRow("zero byte") << write("zero.ini", QByteArray("[USER=a]\r\nPassword=\0x\r\n", 23)) << "zero byte at offset 19";
+        QTest::newRow("random bytes") << write("random.ini", garbage) << "binary data";
+        QTest::newRow("control characters") << write("controls.ini", controls) << "binary data";
+        QTest::newRow("no section") << write("plain.ini", "Password=abc\nHomeDir=c:\\\n") << "no [section] at all";
+        QTest::newRow("no user section") << sample("servu4-no-users.ini") << "no [USER=...] section";
+        QTest::newRow("too large") << sparse.fileName() << "too large";
+    }
+
+    void badInputGetsAMessage()
+    {
+        QFETCH(QString, path);
+        QFETCH(QString, message);
+        const ReadOutcome outcome = readIniUsers(path, Generation::V4);
+        QVERIFY(!outcome.ok);
+        QVERIFY2(outcome.error.contains(message), qPrintable(outcome.error));
+        QVERIFY(outcome.source.accounts.isEmpty());
+    }
+
+    void encodingsAndLineEnds_data()
+    {
+        QTest::addColumn<QByteArray>("bytes");
+        QTest::addColumn<bool>("windows1252");
+        const QString text = QStringLiteral("[GLOBAL]~Version=6.0~~[USER=Jürgen Ølholm €uro|1]~Password=ab0BE9089682363B12E49AEFBB9356450D~"
+                                            "HomeDir=C:\\Ünïcode\\Dir~Note1=Grüße~TimeOut=120~");
+        const auto lines = [&](const char* end) { return QString(text).replace(QLatin1Char('~'), QLatin1String(end)); };
+        QTest::newRow("utf-8 lf") << lines("\n").toUtf8() << false;
+        QTest::newRow("utf-8 crlf") << lines("\r\n").toUtf8() << false;
+        QTest::newRow("utf-8 cr") << lines("\r").toUtf8() << false;
+        QTest::newRow("utf-8 with bom") << QByteArray("\xEF\xBB\xBF") + lines("\r\n").toUtf8() << false;
+        const QString wide = lines("\r\n");
+        QTest::newRow("utf-16 with bom") << QByteArray("\xFF\xFE") + QByteArray(reinterpret_cast<const char*>(wide.utf16()), wide.size() * 2) << false;
+        // The euro sign exists in Windows-1252 (0x80), not in Latin-1.
+        QByteArray latin = lines("\r\n").toLatin1();
+        latin.replace('?', '\x80');
+        QTest::newRow("windows-1252 crlf") << latin << true;
+        QTest::newRow("windows-1252 cr") << QByteArray(latin).replace("\r\n", "\r") << true;
+    }
+
+    void encodingsAndLineEnds()
+    {
+        QFETCH(QByteArray, bytes);
+        QFETCH(bool, windows1252);
+        const ReadOutcome outcome = readIniUsers(write("encoded.ini", bytes), Generation::V4);
+        QVERIFY2(outcome.ok, qPrintable(outcome.error));
+        QCOMPARE(outcome.source.accounts.size(), 1);
+        const MigratedAccount& account = outcome.source.accounts.first();
+        QCOMPARE(account.name, QStringLiteral("Jürgen Ølholm €uro"));
+        QCOMPARE(account.homedir, QStringLiteral("c:\\ünïcode\\dir"));
+        QCOMPARE(account.comments, QStringLiteral("Grüße"));
+        QCOMPARE(account.idleTimeoutMinutes, 2);
+        QVERIFY(account.notCarried.isEmpty());
+        QCOMPARE(outcome.source.warnings.join(QLatin1Char('\n')).contains(QLatin1String("Windows-1252")), windows1252);
+    }
+
+    void fiftyMegabytesReadInFull()
+    {
+        const int accounts = 200000;
+        QByteArray bytes;
+        bytes.reserve(52 * 1024 * 1024);
+        bytes += "[GLOBAL]\r\nVersion=6.4.0.6\r\n";
+        const QByteArray filler = QByteArray(130, 'n');
+        for (int index = 0; index < accounts; ++index) {
+            const QByteArray number = QByteArray::number(index);
+            bytes += "[USER=user" + number + "|1]\r\nPassword=ab0BE9089682363B12E49AEFBB9356450D\r\nHomeDir=D:\\FTP\\User" + number
+                + "\r\nAccess1=D:\\FTP\\User" + number + "|RWLP\r\nTimeOut=600\r\nNote1=" + filler + "\r\n\r\n";
+        }
+        QVERIFY(bytes.size() > 50 * 1024 * 1024);
+        const ReadOutcome outcome = readIniUsers(write("big.ini", bytes), Generation::V4);
+        QVERIFY2(outcome.ok, qPrintable(outcome.error));
+        QCOMPARE(outcome.source.accounts.size(), accounts);
+        const MigratedAccount& last = outcome.source.accounts.last();
+        QCOMPARE(last.name, QStringLiteral("user%1").arg(accounts - 1));
+        QCOMPARE(last.homedir, QStringLiteral("d:\\ftp\\user%1").arg(accounts - 1));
+        QCOMPARE(last.access.size(), 1);
+        QVERIFY(last.access.first().inherit);
+        QVERIFY(outcome.source.warnings.isEmpty());
+        QVERIFY(outcome.source.notCarried.isEmpty());
+    }
+
+    void ipRules_data()
+    {
+        QTest::addColumn<QString>("rule");
+        QTest::addColumn<bool>("carried");
+        QTest::newRow("address") << "10.0.0.1" << true;
+        QTest::newRow("star part") << "10.0.0.*" << true;
+        QTest::newRow("all stars") << "*.*.*.*" << true;
+        QTest::newRow("block") << "10.0.0.0/8" << true;
+        QTest::newRow("block too wide") << "10.0.0.0/33" << false;
+        QTest::newRow("range the handler reads as one address") << "10.0.0.1-50" << false;
+        QTest::newRow("question mark") << "10.0.0.?" << false;
+        QTest::newRow("three parts") << "10.0.0" << false;
+        QTest::newRow("part above 255") << "300.1.1.1" << false;
+        QTest::newRow("wider than the column") << "10.0.0.0/8     x" << false;
+        QTest::newRow("ipv6") << "2001:db8::1" << false;
+    }
+
+    void ipRules()
+    {
+        QFETCH(QString, rule);
+        QFETCH(bool, carried);
+        const inivalues::IpAccessReading reading = inivalues::readIpAccess(QStringLiteral("D|") + rule);
+        QVERIFY(reading.deny);
+        QCOMPARE(reading.problem.isEmpty(), carried);
+    }
+
+    void accessEntries_data()
+    {
+        QTest::addColumn<QString>("value");
+        QTest::addColumn<QString>("directory");
+        QTest::addColumn<QString>("rights");
+        QTest::addColumn<bool>("inherit");
+        QTest::addColumn<QString>("ignored");
+        QTest::newRow("all, lower case") << "C:\\Data|rwamelcdp" << "c:\\data" << "RWAMELCD" << true << "";
+        QTest::newRow("reversed order") << "C:\\Data|DCLEMAWR" << "c:\\data" << "RWAMELCD" << false << "";
+        QTest::newRow("unknown letters") << "C:\\A|WXZP" << "c:\\a" << "W" << true << "XZ";
+        QTest::newRow("no rights") << "C:\\A|" << "c:\\a" << "" << false << "";
+        QTest::newRow("no bar") << "C:\\A" << "" << "" << false << "";
+        QTest::newRow("no folder") << "|RL" << "" << "" << false << "";
+        QTest::newRow("section sign") << QStringLiteral("C:\\§|RL") << "" << "" << false << "";
+    }
+
+    void accessEntries()
+    {
+        QFETCH(QString, value);
+        QFETCH(QString, directory);
+        QFETCH(QString, rights);
+        QFETCH(bool, inherit);
+        QFETCH(QString, ignored);
+        const inivalues::AccessReading reading = inivalues::readAccess(value);
+        QCOMPARE(reading.access.has_value(), !directory.isEmpty());
+        QCOMPARE(reading.problem.isEmpty(), !directory.isEmpty());
+        if (reading.access) {
+            QCOMPARE(reading.access->directory, directory);
+            QCOMPARE(reading.access->rights, rights);
+            QCOMPARE(reading.access->inherit, inherit);
+            QCOMPARE(reading.ignoredLetters, ignored);
+        }
+    }
+
+    void expiryDates_data()
+    {
+        QTest::addColumn<QString>("text");
+        QTest::addColumn<QDate>("date");
+        QTest::addColumn<bool>("understood");
+        QTest::newRow("none") << "0" << QDate() << true;
+        QTest::newRow("month first") << "2/9/2031" << QDate(2031, 2, 9) << true;
+        QTest::newRow("iso") << "2031-02-09" << QDate(2031, 2, 9) << true;
+        QTest::newRow("day number with time") << "47158.75" << QDate(2029, 2, 9) << true;
+        QTest::newRow("no such day") << "2/30/2031" << QDate() << false;
+        QTest::newRow("two-digit year") << "2/9/31" << QDate() << false;
+    }
+
+    void expiryDates()
+    {
+        QFETCH(QString, text);
+        QFETCH(QDate, date);
+        QFETCH(bool, understood);
+        const inivalues::DateReading reading = inivalues::readExpiryDate(text);
+        QCOMPARE(reading.understood, understood);
+        QCOMPARE(reading.date.value_or(QDate()), date);
+    }
 };
 
 QUILLMERE_TEST(TestIniUsers)
