@@ -128,20 +128,10 @@ std::optional<IniDocument> IniDocument::open(const QString& path, QString* error
     return check(std::move(document), error);
 }
 
-std::optional<IniDocument> IniDocument::fromBytes(const QByteArray& bytes, QString* error)
-{
-    IniDocument document;
-    document.m_displayName = QStringLiteral("The INI text");
-    document.m_bytes = bytes;
-    return check(std::move(document), error);
-}
-
 std::optional<IniDocument> IniDocument::check(IniDocument document, QString* error)
 {
-    const QString& name = document.m_displayName;
     QByteArray& bytes = document.m_bytes;
-    const bool isFile = document.m_file != nullptr;
-    const QString subject = isFile ? QStringLiteral("The file %1").arg(name) : name;
+    const QString subject = QStringLiteral("The file %1").arg(document.m_displayName);
 
     if (bytes.startsWith("\xFF\xFE") || bytes.startsWith("\xFE\xFF")) {
         // A text editor may have saved the file as UTF-16; it reads as well as UTF-8.
@@ -187,21 +177,6 @@ std::optional<IniDocument> IniDocument::check(IniDocument document, QString* err
     if (document.m_encoding == IniEncoding::Utf8 && !isValidUtf8(bytes.constData(), bytes.size()))
         document.m_encoding = IniEncoding::Windows1252;
     return document;
-}
-
-QString IniDocument::encodingName() const
-{
-    switch (m_encoding) {
-    case IniEncoding::Utf8:
-        return QStringLiteral("UTF-8");
-    case IniEncoding::Utf8WithBom:
-        return QStringLiteral("UTF-8 with byte order mark");
-    case IniEncoding::Utf16:
-        return QStringLiteral("UTF-16");
-    case IniEncoding::Windows1252:
-        return QStringLiteral("Windows-1252");
-    }
-    return {};
 }
 
 QString IniDocument::decode(const char* data, qsizetype size) const

@@ -44,11 +44,7 @@ public:
     // failure, nullopt and a sentence for the administrator in *error.
     static std::optional<IniDocument> open(const QString& path, QString* error);
 
-    // The same checks and reading for bytes already in memory.
-    static std::optional<IniDocument> fromBytes(const QByteArray& bytes, QString* error);
-
     IniEncoding encoding() const { return m_encoding; }
-    QString encodingName() const;
 
     // Calls visit with each section in the file's order, the lines before the first
     // section included when there are any; visit returns false to stop.
