@@ -473,7 +473,8 @@ void MigrationWindow::cmdImport_Click()
     m_chkReplace->setEnabled(false);
     m_cmdCancel->setText(QStringLiteral("Stop"));
     const int total = static_cast<int>(m_source.accounts.size());
-    m_prgImport->setRange(0, qMax(total, 1));
+    // With no accounts (only server-wide rules) the bar just shows that work goes on.
+    m_prgImport->setRange(0, total);
     m_prgImport->setValue(0);
     m_prgImport->show();
 
@@ -481,16 +482,13 @@ void MigrationWindow::cmdImport_Click()
     options.replaceExisting = m_chkReplace->isChecked();
     // The import runs here, in the thread that opens its connection; the progress
     // callback keeps the window painting and lets Stop be pressed.
-    m_report = migration::MigrationImporter(m_connectionString).run(m_source, options, [this](int done, int count) {
-        return importProgress(done, count);
-    });
+    m_report = migration::MigrationImporter(m_connectionString).run(m_source, options, [this](int done, int) { return importProgress(done); });
     m_importing = false;
     showSummary();
 }
 
-bool MigrationWindow::importProgress(int done, int total)
+bool MigrationWindow::importProgress(int done)
 {
-    m_prgImport->setMaximum(qMax(total, 1));
     m_prgImport->setValue(done);
     QCoreApplication::processEvents();
     return !m_stopRequested;

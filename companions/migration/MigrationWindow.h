@@ -66,7 +66,7 @@ private:
     void fillAccounts();
     void fillNotCarried();
     void fillWarnings();
-    bool importProgress(int done, int total);
+    bool importProgress(int done);
     void showSummary();
     void tell(const QString& text);
 

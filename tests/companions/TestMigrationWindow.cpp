@@ -1,3 +1,5 @@
+#include "GatewickFixture.h"
+#include "PureFtpdServer.h"
 #include "TestDatabase.h"
 #include "TestEnvironment.h"
 #include "TestMain.h"
@@ -14,6 +16,7 @@
 #include <QFile>
 #include <QLabel>
 #include <QPlainTextEdit>
+#include <QProcess>
 #include <QProgressBar>
 #include <QPushButton>
 #include <QStackedWidget>
@@ -32,7 +35,7 @@ namespace {
 const QString AlicePassword = QStringLiteral("old-secret");
 
 // A server INI file of the 4.0 layout, written for these tests.
-QByteArray serverIni()
+QByteArray serverIni(const QString& aliceHome = QStringLiteral("/SRV/FTP/Alice"))
 {
     const QString alicePassword = QStringLiteral("kq") + gatewick::saltedMd5(QStringLiteral("kq"), AlicePassword).toUpper();
     return QStringLiteral("[GLOBAL]\r\n"
@@ -46,10 +49,10 @@ QByteArray serverIni()
                           "\r\n"
                           "[USER=alice|1]\r\n"
                           "Password=%1\r\n"
-                          "HomeDir=/SRV/FTP/Alice\r\n"
-                          "Access1=/srv/ftp/alice|RWAMLCDP\r\n"
+                          "HomeDir=%2\r\n"
+                          "Access1=%2|RWAMLCDP\r\n"
                           "Access2=/srv/ftp/pub|RL\r\n"
-                          "IPAccess1=D|192.0.2.99\r\n"
+                          "IPAccess1=D|127.0.0.2\r\n"
                           "TimeOut=600\r\n"
                           "ChangePassword=1\r\n"
                           "Note1=Alice's account\r\n"
@@ -62,7 +65,7 @@ QByteArray serverIni()
                           "Password=new-one\r\n"
                           "HomeDir=/srv/ftp/existing-new\r\n"
                           "Access1=/srv/ftp/existing-new|RL\r\n")
-        .arg(alicePassword)
+        .arg(alicePassword, aliceHome)
         .toUtf8();
 }
 
@@ -196,7 +199,7 @@ private slots:
         QVERIFY(alice.accessRuleList.contains(QStringLiteral("alice|/srv/ftp/alice|RWAMLCD|1")));
         QCOMPARE(site.db().column(QStringLiteral("select timeout from users where username='alice'")), QStringList{QStringLiteral("10")});
         QCOMPARE(site.db().column(QStringLiteral("select ip from blocked_ips_by_user where username='alice'")),
-                 QStringList{QStringLiteral("192.0.2.99")});
+                 QStringList{QStringLiteral("127.0.0.2")});
         QCOMPARE(site.db().column(QStringLiteral("select ip from blocked_ips")), QStringList{QStringLiteral("10.20.30.40")});
         QCOMPARE(accounts::loadUser(site.env.context, QStringLiteral("o'neil")).homedir, QStringLiteral("/srv/ftp/o'neil"));
         QCOMPARE(site.db().column(QStringLiteral("select homedir from users where username='existing'")),
@@ -325,6 +328,47 @@ private slots:
         QCOMPARE(shown->report().notReached, (QStringList{QStringLiteral("o'neil"), QStringLiteral("existing")}));
         QCOMPARE(site.db().column(QStringLiteral("select username from users")), QStringList{QStringLiteral("alice")});
         QCOMPARE(control<QLabel>(shown, "lblSummaryHeading")->text(), QStringLiteral("The import was stopped by you"));
+    }
+
+    // End to end: the imported account logs in to a real pure-ftpd, which asks the
+    // program's handler, with the password the server's INI file kept in its salted form.
+    void migratedAccountLogsInWithItsOldPassword()
+    {
+        const QString reason = PureFtpdServer::unavailableReason();
+        if (!reason.isEmpty()) {
+            const QByteArray ci = qgetenv("CI");
+            if (!ci.isEmpty() && ci != "false")
+                QFAIL(qPrintable(reason));
+            QSKIP(qPrintable(reason));
+        }
+        Installation site;
+        QVERIFY2(site.ready(), qPrintable(site.whyNot()));
+        const QString home = gatewicktest::homeFolder(site.env, QStringLiteral("alice"));
+        QVERIFY(writeFile(site.iniPath, serverIni(home)));
+        site.useIni(site.iniPath);
+        auto window = site.openWindow();
+        QVERIFY(window);
+        click(window.get(), "cmdImport");
+        QVERIFY(window->report().imported.contains(QStringLiteral("alice")));
+
+        PureFtpdServer server;
+        QString whyNot;
+        QVERIFY2(server.start(site.env.settingsPath(), &whyNot), qPrintable(whyNot));
+        const auto curl = [&server](const QString& password, const QStringList& more) {
+            auto process = std::make_unique<QProcess>();
+            process->start(QStringLiteral("curl"),
+                           PureFtpdServer::curlArguments(QStringLiteral("alice"), password, more + QStringList{QStringLiteral("--list-only"), server.url()}));
+            return process;
+        };
+        // Refusals are delayed by the server, so the three run side by side.
+        auto rightPassword = curl(AlicePassword, {});
+        auto wrongPassword = curl(QStringLiteral("not-it"), {});
+        auto deniedAddress = curl(AlicePassword, {QStringLiteral("--interface"), QStringLiteral("127.0.0.2")});
+        for (QProcess* process : {rightPassword.get(), wrongPassword.get(), deniedAddress.get()})
+            QVERIFY(process->waitForFinished(60000));
+        QCOMPARE(rightPassword->exitCode(), 0);
+        QVERIFY(wrongPassword->exitCode() != 0);
+        QVERIFY(deniedAddress->exitCode() != 0);
     }
 
     // The sample INI files of both layouts, imported and read back through the program.
