@@ -82,8 +82,8 @@ void MigrateWindow::cmdOK_Click()
 {
     const QString tool = m_ctx.programDir + QStringLiteral("/migration.exe");
     m_ctx.logStatus(QStringLiteral("writing the migration utility"));
-    // The tool is written beside any earlier one and renamed over it, so a failed
-    // write leaves no half file and never lets an older tool start in its place.
+    // The tool is written beside any earlier one and renamed over it; after a failed
+    // write nothing starts, neither a half-written tool nor an older one.
     const embedded::WriteResult written = embedded::writeEmbeddedFile(chosenResource(), tool);
     if (!written) {
         m_ctx.logStatus(written.error);
