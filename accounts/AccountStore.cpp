@@ -1,5 +1,6 @@
 #include "accounts/AccountStore.h"
 
+#include "db/Schema.h"
 #include "db/SqlText.h"
 #include "platform/PathInfo.h"
 #include "platform/Prompter.h"
@@ -264,10 +265,8 @@ DeleteOutcome deleteUser(AppContext& context, const QString& name)
     if (!session.open())
         return DeleteOutcome::Failed;
     context.logStatus(QStringLiteral("theres no turning back now, delete all traces of user"));
-    const QString quoted = sqlQuote(name);
-    for (const char* table : {"blocked_ips_by_user", "dir_rights", "file_rights", "ratio_free_files", "users"}) {
-        const QString tableName = QLatin1String(table);
-        if (!session.execute(QStringLiteral("DELETE FROM %1 WHERE %1.username=%2").arg(tableName, quoted)))
+    for (const QString& statement : schema::accountDeletionStatements(name)) {
+        if (!session.execute(statement))
             return DeleteOutcome::Failed;
     }
     return DeleteOutcome::Deleted;

@@ -161,7 +161,11 @@ Rows Database::select(const QString& sql)
 
 bool Database::beginTransaction()
 {
-    return m_open && QSqlDatabase::database(m_name, false).transaction();
+    QSqlDatabase db = QSqlDatabase::database(m_name, false);
+    if (m_open && db.transaction())
+        return true;
+    m_error = m_open ? errorText(db.lastError()) : QStringLiteral("the database is not open");
+    return false;
 }
 
 bool Database::commit()

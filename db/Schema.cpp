@@ -1,5 +1,7 @@
 #include "db/Schema.h"
 
+#include "db/SqlText.h"
+
 #include <QSet>
 
 namespace schema {
@@ -280,6 +282,17 @@ QStringList sqliteTemplateStatements()
                                details ? QString()
                                        : QStringLiteral("  PORT VARCHAR(50) CHECK (length(PORT) <= 50),\n"
                                                         "  DOMAINNAME VARCHAR(50) CHECK (length(DOMAINNAME) <= 50),\n"));
+    }
+    return statements;
+}
+
+QStringList accountDeletionStatements(const QString& name)
+{
+    const QString quoted = sqlQuote(name);
+    QStringList statements;
+    for (const char* table : {"blocked_ips_by_user", "dir_rights", "file_rights", "ratio_free_files", "users"}) {
+        const QString tableName = QLatin1String(table);
+        statements << QStringLiteral("DELETE FROM %1 WHERE %1.username=").arg(tableName) + quoted;
     }
     return statements;
 }

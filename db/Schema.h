@@ -48,6 +48,10 @@ QStringList postgreSqlCreateStatements();
 // Access template, plus the two domain tables; for SQLite.
 QStringList sqliteTemplateStatements();
 
+// The statements that delete every row under an account's name, the per-account
+// tables first and users last, so that a failure part-way leaves the account listed.
+QStringList accountDeletionStatements(const QString& name);
+
 // Access's Memo columns are the text columns of 256 characters and more.
 bool isMemo(const Column& column);
 

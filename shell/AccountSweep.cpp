@@ -1,5 +1,6 @@
 #include "shell/AccountSweep.h"
 
+#include "db/Schema.h"
 #include "db/SqlText.h"
 #include "platform/Clock.h"
 #include "platform/RegionalDate.h"
@@ -84,12 +85,11 @@ private:
 
 bool deleteAccount(Session& writer, const QString& name)
 {
-    const QString quoted = sqlQuote(name);
-    return writer.execute(QStringLiteral("DELETE FROM blocked_ips_by_user WHERE blocked_ips_by_user.username=") + quoted)
-        && writer.execute(QStringLiteral("DELETE FROM dir_rights WHERE dir_rights.username=") + quoted)
-        && writer.execute(QStringLiteral("DELETE FROM file_rights WHERE file_rights.username=") + quoted)
-        && writer.execute(QStringLiteral("DELETE FROM ratio_free_files WHERE ratio_free_files.username=") + quoted)
-        && writer.execute(QStringLiteral("DELETE FROM users WHERE users.username=") + quoted);
+    for (const QString& statement : schema::accountDeletionStatements(name)) {
+        if (!writer.execute(statement))
+            return false;
+    }
+    return true;
 }
 
 } // namespace

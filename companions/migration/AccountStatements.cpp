@@ -109,18 +109,6 @@ QString lookUpStatement(const QString& name)
     return QStringLiteral("select username from users where username=") + sqlQuote(name);
 }
 
-QStringList deleteAccountStatements(const QString& name)
-{
-    const QString quoted = sqlQuote(name);
-    QStringList statements;
-    for (const char* table : {"blocked_ips_by_user", "dir_rights", "file_rights", "ratio_free_files", "users"}) {
-        const QString tableName = QLatin1String(table);
-        statements << QStringLiteral("DELETE FROM ") + tableName + QStringLiteral(" WHERE ") + tableName
-                          + QStringLiteral(".username=") + quoted;
-    }
-    return statements;
-}
-
 QString insertAccountStatement(const MigratedAccount& account)
 {
     QStringList columns;

@@ -22,8 +22,6 @@ QStringList adjustmentsFor(const MigratedAccount& account);
 
 // The program's look-up of a name: the engine's own comparison decides.
 QString lookUpStatement(const QString& name);
-// The account's rows in every per-account table, users last.
-QStringList deleteAccountStatements(const QString& name);
 QString insertAccountStatement(const MigratedAccount& account);
 // dir_rights in the INI's order, then blocked_ips_by_user.
 QStringList accessStatements(const MigratedAccount& account);

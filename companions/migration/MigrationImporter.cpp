@@ -3,19 +3,10 @@
 #include "AccountStatements.h"
 
 #include "db/Database.h"
-
-#include <QSqlDatabase>
-#include <QSqlError>
+#include "db/Schema.h"
 
 namespace migration {
 namespace {
-
-// Database::beginTransaction keeps no text of its own; the driver has it.
-QString transactionError(const Database& db)
-{
-    const QString text = QSqlDatabase::database(db.connectionName(), false).lastError().text().trimmed();
-    return text.isEmpty() ? QStringLiteral("the database did not start a transaction") : text;
-}
 
 std::optional<bool> nameInUse(Database& db, const QString& name, QString* error)
 {
@@ -44,7 +35,7 @@ enum class Outcome { Imported, Replaced, Skipped, DatabaseFailed };
 Outcome writeAccount(Database& db, const MigratedAccount& account, bool replaceExisting, QString* error)
 {
     if (!db.beginTransaction()) {
-        *error = transactionError(db);
+        *error = db.lastError();
         return Outcome::DatabaseFailed;
     }
     const std::optional<bool> inUse = nameInUse(db, account.name, error);
@@ -58,7 +49,7 @@ Outcome writeAccount(Database& db, const MigratedAccount& account, bool replaceE
     }
     QStringList statements;
     if (*inUse)
-        statements << deleteAccountStatements(account.name);
+        statements << schema::accountDeletionStatements(account.name);
     statements << insertAccountStatement(account) << accessStatements(account);
     if (!executeAll(db, statements, error)) {
         db.rollback();
@@ -79,7 +70,7 @@ bool addGlobalRules(Database& db, const QStringList& rules, ImportReport& report
     if (rules.isEmpty())
         return true;
     if (!db.beginTransaction()) {
-        *error = transactionError(db);
+        *error = db.lastError();
         return false;
     }
     QStringList seen, added, present, refused;
