@@ -104,9 +104,7 @@ std::optional<IniDocument> IniDocument::open(const QString& path, QString* error
     }
     if (info.size() > MaximumBytes) {
         *error = QStringLiteral("The file %1 is %2 MB, too large to be the server's INI file (at most %3 MB are read).")
-                     .arg(path)
-                     .arg(info.size() / (1024 * 1024))
-                     .arg(MaximumBytes / (1024 * 1024));
+                     .arg(path, QString::number(info.size() / (1024 * 1024)), QString::number(MaximumBytes / (1024 * 1024)));
         return std::nullopt;
     }
     auto file = std::make_shared<QFile>(path);
@@ -159,8 +157,7 @@ std::optional<IniDocument> IniDocument::check(IniDocument document, QString* err
     if (const void* zero = std::memchr(bytes.constData(), 0, static_cast<size_t>(bytes.size()))) {
         const auto offset = static_cast<const char*>(zero) - bytes.constData();
         *error = QStringLiteral("%1 holds binary data (a zero byte at offset %2), so it is not the server's INI file.")
-                     .arg(subject)
-                     .arg(offset);
+                     .arg(subject, QString::number(offset));
         return std::nullopt;
     }
     qsizetype strayControls = 0;
@@ -169,8 +166,7 @@ std::optional<IniDocument> IniDocument::check(IniDocument document, QString* err
     // A stray control character or two may sit in a note; more than one in a thousand bytes is not text.
     if (strayControls > 8 && strayControls > bytes.size() / 1000) {
         *error = QStringLiteral("%1 holds binary data (%2 control characters), so it is not the server's INI file.")
-                     .arg(subject)
-                     .arg(strayControls);
+                     .arg(subject, QString::number(strayControls));
         return std::nullopt;
     }
 

@@ -56,9 +56,8 @@ public:
         }
         if (m_otherSections.contains(lower)) {
             m_source.warnings << QStringLiteral("The section [%1] appears twice (lines %2 and %3); the first was read, as the server does.")
-                                     .arg(section.name)
-                                     .arg(m_otherSections.value(lower))
-                                     .arg(section.lineNumber);
+                                     .arg(section.name, QString::number(m_otherSections.value(lower)),
+                                          QString::number(section.lineNumber));
             leaveAll(section, QStringLiteral("in a second [%1] section; the server reads the first").arg(section.name));
             return;
         }
@@ -112,16 +111,14 @@ private:
                 ? QStringLiteral("a user section without a name")
                 : QStringLiteral("the name is longer than the %1 characters the username column holds").arg(NameWidth);
             m_source.notCarried.append({name, header, QStringLiteral("line %1").arg(section.lineNumber), reason});
-            m_source.warnings << QStringLiteral("The user section at line %1 was not read: %2.").arg(section.lineNumber).arg(reason);
+            m_source.warnings << QStringLiteral("The user section at line %1 was not read: %2.").arg(QString::number(section.lineNumber), reason);
             return;
         }
         // Log-in names are compared without regard to case, by the server and by the database.
         const QString key = name.toLower();
         if (const auto kept = m_accountLines.constFind(key); kept != m_accountLines.constEnd()) {
             m_source.warnings << QStringLiteral("The account \"%1\" appears twice (lines %2 and %3); the first, at line %2, was kept, as the server reads it.")
-                                     .arg(name)
-                                     .arg(*kept)
-                                     .arg(section.lineNumber);
+                                     .arg(name, QString::number(*kept), QString::number(section.lineNumber));
             m_source.notCarried.append({name, header, QStringLiteral("line %1").arg(section.lineNumber),
                                         QStringLiteral("a second section for the same account; the first, at line %1, was kept").arg(*kept)});
             return;
