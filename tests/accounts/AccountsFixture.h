@@ -122,11 +122,53 @@ private:
     ProgramUnderTest& m_program;
 };
 
+inline QString accountInsert(const QString& name, const QString& home = QStringLiteral("c:\\ftp"),
+                             const QString& password = QStringLiteral("pw"))
+{
+    return QStringLiteral("INSERT INTO users (username, homedir, password, max_concurrent, max_logins_per_ip, quota_current) "
+                          "VALUES (%1, %2, %3, 1, 1, 0)")
+        .arg(sqlQuote(name), sqlQuote(home), sqlQuote(password));
+}
+
 inline void addAccount(TestDatabase& db, const QString& name, const QString& home, const QString& password = QStringLiteral("pw"))
 {
-    db.exec(QStringLiteral("INSERT INTO users (username, homedir, password, max_concurrent, max_logins_per_ip, quota_current) "
-                           "VALUES (%1, %2, %3, 1, 1, 0)")
-                .arg(sqlQuote(name), sqlQuote(home), sqlQuote(password)));
+    db.exec(accountInsert(name, home, password));
+}
+
+// Runs statements on the configured database.
+inline bool runOnConfigured(ProgramUnderTest& program, const QStringList& statements)
+{
+    Database db(program.env.settings.readConnectionString());
+    if (!db.open())
+        return false;
+    for (const QString& statement : statements) {
+        if (!db.execute(statement))
+            return false;
+    }
+    return true;
+}
+
+// Configures the program on the template database, runs the statements on it and starts it.
+inline bool startOnTemplate(ProgramUnderTest& program, const QStringList& statements = {})
+{
+    program.configure();
+    if (!runOnConfigured(program, statements))
+        return false;
+    program.start();
+    return true;
+}
+
+// The first column of every row of a query on the configured database, as text.
+inline QStringList storedColumn(ProgramUnderTest& program, const QString& sql)
+{
+    Database db(program.env.settings.readConnectionString());
+    if (!db.open())
+        return {db.lastError()};
+    QStringList values;
+    Rows rows = db.select(sql);
+    while (rows.next())
+        values << rows.textAt(0);
+    return values;
 }
 
 inline void addEntry(TestDatabase& db, const QString& name, const QString& directory, const QString& rights, int inherit)

@@ -76,14 +76,7 @@ private slots:
     void copyDialogueThatCreatesNothing()
     {
         ProgramUnderTest program;
-        program.configure();
-        Database db(program.env.settings.readConnectionString());
-        QVERIFY(db.open());
-        for (const char* name : {"bob", "carol"})
-            QVERIFY(db.execute(QStringLiteral("INSERT INTO users (username, homedir, password, max_concurrent, max_logins_per_ip) "
-                                              "VALUES ('%1', 'c:\\ftp', 'pw', 1, 1)")
-                                   .arg(QLatin1String(name))));
-        program.start();
+        QVERIFY(startOnTemplate(program, {accountInsert(QStringLiteral("bob")), accountInsert(QStringLiteral("carol"))}));
         AccountsFixture ui(program);
 
         // No and Cancel: nothing changes.
@@ -128,11 +121,7 @@ private slots:
         AccountsFixture::clickRow(ui.users(), 1);
         QCOMPARE(ui.state().saveMode, SaveMode::Update);
         QCOMPARE(ui.state().currentUser, QStringLiteral("carol"));
-        Rows rows = db.select(QStringLiteral("select username from users"));
-        int count = 0;
-        while (rows.next())
-            ++count;
-        QCOMPARE(count, 2);
+        QCOMPARE(storedColumn(program, QStringLiteral("select username from users order by username")), QStringList({"bob", "carol"}));
     }
 
     void newUserDialog_data() { addEngineRows(); }

@@ -68,8 +68,7 @@ private slots:
     void enablingRulesFollowTheSelections()
     {
         ProgramUnderTest program;
-        program.configure();
-        program.start();
+        QVERIFY(startOnTemplate(program));
         AccountsFixture ui(program);
         ui.page().tmrRules_Timer();
         // No user: the dialog buttons and Add are off, Save and New User are not.
@@ -80,12 +79,9 @@ private slots:
         QVERIFY(!ui.check("chkRead")->isEnabled());
         QCOMPARE(ui.users()->count(), 0);
 
-        Database db(program.env.settings.readConnectionString());
-        QVERIFY(db.open());
-        QVERIFY(db.execute(QStringLiteral("INSERT INTO users (username, homedir, password, max_concurrent, max_logins_per_ip) "
-                                          "VALUES ('bob', 'c:\\ftp', 'pw', 1, 1)")));
-        QVERIFY(db.execute(QStringLiteral("INSERT INTO dir_rights (username, directory, dir_rights, inherit_subdirs) "
-                                          "VALUES ('bob', 'c:\\ftp', 'RL', 1)")));
+        QVERIFY(runOnConfigured(program, {accountInsert(QStringLiteral("bob")),
+                                          QStringLiteral("INSERT INTO dir_rights (username, directory, dir_rights, inherit_subdirs) "
+                                                         "VALUES ('bob', 'c:\\ftp', 'RL', 1)")}));
         ui.click("cmdRestore");
         QTRY_VERIFY(ui.control<QPushButton>(QStringLiteral("cmdMisc"))->isEnabled());
         QVERIFY(!ui.control<QPushButton>(QStringLiteral("cmdEdit"))->isEnabled());
@@ -145,20 +141,8 @@ private slots:
     void saveChecksStopInTheirOrder()
     {
         ProgramUnderTest program;
-        program.configure();
-        const auto storedHome = [&program] {
-            Database db(program.env.settings.readConnectionString());
-            db.open();
-            Rows rows = db.select(QStringLiteral("select homedir from users"));
-            return rows.next() ? rows.textAt(0) : QString();
-        };
-        {
-            Database db(program.env.settings.readConnectionString());
-            QVERIFY(db.open());
-            QVERIFY(db.execute(QStringLiteral("INSERT INTO users (username, homedir, password, max_concurrent, max_logins_per_ip) "
-                                              "VALUES ('bob', 'c:\\ftp', 'pw', 1, 1)")));
-        }
-        program.start();
+        QVERIFY(startOnTemplate(program, {accountInsert(QStringLiteral("bob"))}));
+        const auto storedHome = [&program] { return storedColumn(program, QStringLiteral("select homedir from users")).value(0); };
         AccountsFixture ui(program);
         const QString valid = ui.folder(QStringLiteral("bob"));
         struct Case
@@ -356,12 +340,7 @@ private slots:
     void deletingTheOnlyAccountEmptiesThePage()
     {
         ProgramUnderTest program;
-        program.configure();
-        Database db(program.env.settings.readConnectionString());
-        QVERIFY(db.open());
-        QVERIFY(db.execute(QStringLiteral("INSERT INTO users (username, homedir, password, max_concurrent, max_logins_per_ip) "
-                                          "VALUES ('solo', 'c:\\ftp', 'pw', 1, 1)")));
-        program.start();
+        QVERIFY(startOnTemplate(program, {accountInsert(QStringLiteral("solo"))}));
         AccountsFixture ui(program);
         ui.prompter().answerMessage(prompt::Answer::Yes);
         ui.click("cmdDelete");
@@ -377,8 +356,7 @@ private slots:
     void passwordPlaceholderComesAndGoes()
     {
         ProgramUnderTest program;
-        program.configure();
-        program.start();
+        QVERIFY(startOnTemplate(program));
         AccountsFixture ui(program);
         QLineEdit* password = ui.box("txtPassword");
         password->setText(QStringLiteral("[Click Here to Change]"));

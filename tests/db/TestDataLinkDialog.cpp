@@ -34,32 +34,28 @@ class TestDataLinkDialog : public QObject
     }
 
 private slots:
+    // Fields: server, port, user name, password, database, file.
     void buildsTheStringOfEachEngine_data()
     {
         QTest::addColumn<DataLinkDialog::Kind>("kind");
         QTest::addColumn<bool>("integrated");
-        QTest::addColumn<QString>("server");
-        QTest::addColumn<QString>("port");
-        QTest::addColumn<QString>("user");
-        QTest::addColumn<QString>("password");
-        QTest::addColumn<QString>("database");
-        QTest::addColumn<QString>("file");
+        QTest::addColumn<QStringList>("fields");
         QTest::addColumn<QString>("expected");
         using K = DataLinkDialog::Kind;
-        QTest::newRow("sql server, user") << K::SqlServer << false << "host" << "1433" << "u" << "p" << "db" << ""
+        QTest::newRow("sql server, user") << K::SqlServer << false << QStringList{"host", "1433", "u", "p", "db", ""}
                                           << "Provider=SQLOLEDB.1;Data Source=host,1433;Initial Catalog=db;User ID=u;Password=p;";
         QTest::newRow("sql server, integrated")
-            << K::SqlServer << true << "host" << "" << "ignored" << "ignored" << "db" << ""
+            << K::SqlServer << true << QStringList{"host", "", "ignored", "ignored", "db", ""}
             << "Provider=SQLOLEDB.1;Integrated Security=SSPI;Persist Security Info=False;Data Source=host;Initial Catalog=db;";
-        QTest::newRow("postgresql") << K::PostgreSql << false << "host" << "5432" << "u" << "p" << "db" << ""
+        QTest::newRow("postgresql") << K::PostgreSql << false << QStringList{"host", "5432", "u", "p", "db", ""}
                                     << "Provider=PostgreSQL;Data Source=host;Port=5432;Initial Catalog=db;User ID=u;Password=p;";
-        QTest::newRow("postgresql, libpq defaults") << K::PostgreSql << false << "host" << "" << "" << "" << "db" << ""
+        QTest::newRow("postgresql, libpq defaults") << K::PostgreSql << false << QStringList{"host", "", "", "", "db", ""}
                                                     << "Provider=PostgreSQL;Data Source=host;Initial Catalog=db;";
-        QTest::newRow("sqlite") << K::SqliteFile << false << "ignored" << "" << "" << "" << "" << "/srv/a.db"
+        QTest::newRow("sqlite") << K::SqliteFile << false << QStringList{"ignored", "", "", "", "", "/srv/a.db"}
                                 << "Provider=SQLite;Data Source=/srv/a.db";
-        QTest::newRow("access") << K::AccessFile << false << "" << "" << "" << "" << "" << "/srv/servu.mdb"
+        QTest::newRow("access") << K::AccessFile << false << QStringList{"", "", "", "", "", "/srv/servu.mdb"}
                                 << "Provider=Microsoft.Jet.OLEDB.4.0;Data Source=/srv/servu.mdb;Persist Security Info=False";
-        QTest::newRow("quoted values") << K::PostgreSql << false << "host" << "" << "o'neil" << "a;b\"c" << "db" << ""
+        QTest::newRow("quoted values") << K::PostgreSql << false << QStringList{"host", "", "o'neil", "a;b\"c", "db", ""}
                                        << "Provider=PostgreSQL;Data Source=host;Initial Catalog=db;User ID=\"o'neil\";"
                                           "Password=\"a;b\"\"c\";";
     }
@@ -67,23 +63,15 @@ private slots:
     {
         QFETCH(DataLinkDialog::Kind, kind);
         QFETCH(bool, integrated);
+        QFETCH(QStringList, fields);
+        QFETCH(QString, expected);
         TestEnvironment env;
         DataLinkDialog dialog(env.context);
         dialog.setKind(kind);
         field<QRadioButton>(&dialog, integrated ? "optIntegrated" : "optUserPassword")->setChecked(true);
-        QFETCH(QString, server);
-        QFETCH(QString, port);
-        QFETCH(QString, user);
-        QFETCH(QString, password);
-        QFETCH(QString, database);
-        QFETCH(QString, file);
-        fill(&dialog, "txtServer", server);
-        fill(&dialog, "txtPort", port);
-        fill(&dialog, "txtUserName", user);
-        fill(&dialog, "txtPassword", password);
-        fill(&dialog, "txtDatabase", database);
-        fill(&dialog, "txtFile", file);
-        QFETCH(QString, expected);
+        const char* names[] = {"txtServer", "txtPort", "txtUserName", "txtPassword", "txtDatabase", "txtFile"};
+        for (int i = 0; i < 6; ++i)
+            fill(&dialog, names[i], fields[i]);
         QCOMPARE(dialog.connectionString(), expected);
 
         // OK gives the same string; the reader takes every value back unchanged.
@@ -91,8 +79,8 @@ private slots:
         QCOMPARE(dialog.promptNew(), expected);
         const ConnectionString parts = ConnectionString::parse(expected);
         if (kind == DataLinkDialog::Kind::PostgreSql) {
-            QCOMPARE(parts.value(QStringLiteral("user id")), user);
-            QCOMPARE(parts.value(QStringLiteral("password")), password);
+            QCOMPARE(parts.value(QStringLiteral("user id")), fields[2]);
+            QCOMPARE(parts.value(QStringLiteral("password")), fields[3]);
         }
     }
 

@@ -67,6 +67,23 @@ public:
     static QCheckBox* check(QWidget* dialog, const char* name) { return dialog->findChild<QCheckBox*>(QLatin1String(name)); }
     static QRadioButton* option(QWidget* dialog, const char* name) { return dialog->findChild<QRadioButton*>(QLatin1String(name)); }
     static QLabel* label(QWidget* dialog, const char* name) { return dialog->findChild<QLabel*>(QLatin1String(name)); }
+    // What the named controls show: a box's or label's text, "[x]" or "[ ]" for a check or option button.
+    static QStringList values(QWidget* dialog, const QList<const char*>& names)
+    {
+        QStringList shown;
+        for (const char* name : names) {
+            QWidget* control = dialog->findChild<QWidget*>(QLatin1String(name));
+            if (auto* edit = qobject_cast<QLineEdit*>(control))
+                shown << edit->text();
+            else if (auto* text = qobject_cast<QLabel*>(control))
+                shown << text->text();
+            else if (auto* button = qobject_cast<QAbstractButton*>(control))
+                shown << QLatin1String(button->isChecked() ? "[x]" : "[ ]");
+            else
+                shown << QStringLiteral("no control %1").arg(QLatin1String(name));
+        }
+        return shown;
+    }
     static void retype(QLineEdit* target, const QString& text)
     {
         target->clear();
@@ -77,11 +94,47 @@ private:
     ProgramUnderTest& m_program;
 };
 
+// The statement that adds an account with the columns every account needs, and any others.
+inline QString accountInsert(const QString& name, const QString& extraColumns = {}, const QString& extraValues = {})
+{
+    return QStringLiteral("INSERT INTO users (username, homedir, password, max_concurrent, max_logins_per_ip%1) "
+                          "VALUES (%2, 'c:\\ftp', 'pw', 1, 1%3)")
+        .arg(extraColumns.isEmpty() ? QString() : QStringLiteral(", ") + extraColumns, sqlQuote(name),
+             extraValues.isEmpty() ? QString() : QStringLiteral(", ") + extraValues);
+}
+
 inline void addLimitedAccount(TestDatabase& db, const QString& name, const QString& extraColumns = {},
                               const QString& extraValues = {})
 {
-    db.exec(QStringLiteral("INSERT INTO users (username, homedir, password, max_concurrent, max_logins_per_ip%1) "
-                           "VALUES (%2, 'c:\\ftp', 'pw', 1, 1%3)")
-                .arg(extraColumns.isEmpty() ? QString() : QStringLiteral(", ") + extraColumns, sqlQuote(name),
-                     extraValues.isEmpty() ? QString() : QStringLiteral(", ") + extraValues));
+    db.exec(accountInsert(name, extraColumns, extraValues));
+}
+
+// Configures the program on the template database, runs the statements on it and starts it.
+inline bool startOnTemplate(ProgramUnderTest& program, const QStringList& statements)
+{
+    program.configure();
+    {
+        Database db(program.env.settings.readConnectionString());
+        if (!db.open())
+            return false;
+        for (const QString& statement : statements) {
+            if (!db.execute(statement))
+                return false;
+        }
+    }
+    program.start();
+    return true;
+}
+
+// The first column of every row of a query on the configured database, as text.
+inline QStringList storedColumn(ProgramUnderTest& program, const QString& sql)
+{
+    Database db(program.env.settings.readConnectionString());
+    if (!db.open())
+        return {db.lastError()};
+    QStringList values;
+    Rows rows = db.select(sql);
+    while (rows.next())
+        values << rows.textAt(0);
+    return values;
 }

@@ -15,6 +15,7 @@
 class TestMiscSetupWindow : public QObject
 {
     Q_OBJECT
+    using F = LimitsFixture;
 
     static QStringList row(TestDatabase& db, const QString& name)
     {
@@ -47,35 +48,29 @@ private slots:
 
         QWidget* dialog = ui.open("cmdMisc", "frmMiscSetup");
         QCOMPARE(dialog->windowTitle(), QStringLiteral("User Miscellaneous Setup"));
-        for (const char* empty : {"txtIdleTimeOut", "txtSessionTimeout", "txtMaxUSer"})
-            QCOMPARE(LimitsFixture::box(dialog, empty)->text(), QString());
-        QCOMPARE(LimitsFixture::box(dialog, "txtMaxSpeed")->text(), QStringLiteral("128"));
-        QVERIFY(LimitsFixture::check(dialog, "chkExpires")->isChecked());
-        QCOMPARE(LimitsFixture::box(dialog, "txtExpDate")->text(), QStringLiteral("12/31/2099"));
         // A disable date shorter than three characters counts as none, and is cleared.
-        QVERIFY(!LimitsFixture::check(dialog, "chkDisableOn")->isChecked());
-        QVERIFY(!LimitsFixture::box(dialog, "txtDisableDate")->isEnabled());
-        QCOMPARE(LimitsFixture::box(dialog, "txtDisableDate")->text(), QString());
-        QVERIFY(LimitsFixture::option(dialog, "optOneLogin")->isChecked());
+        QCOMPARE(F::values(dialog, {"txtIdleTimeOut", "txtSessionTimeout", "txtMaxUSer", "txtMaxSpeed", "chkExpires", "txtExpDate",
+                                    "chkDisableOn", "txtDisableDate", "optOneLogin"}),
+                 QStringList({"", "", "", "128", "[x]", "12/31/2099", "[ ]", "", "[x]"}));
+        QVERIFY(!F::box(dialog, "txtDisableDate")->isEnabled());
 
         // Saved without typing: the empty boxes go back as -1.
-        LimitsFixture::click(dialog, "cmdOK");
+        F::click(dialog, "cmdOK");
         QVERIFY(!dialog->isVisible());
         QCOMPARE(row(*db, QStringLiteral("bob")), QStringList({"0,0,0,0,1,0,128,-1,-1,-1,/srv/welcome.txt,12/31/2099,"}));
 
         // Every box typed, quotes and all; "Allow only 3" replaces one login per address.
         dialog = ui.open("cmdMisc", "frmMiscSetup");
         for (const char* name : {"ChkShowRelPath", "ChkHideHidden", "ChkAlwaysLogin"})
-            LimitsFixture::click(dialog, name);
-        LimitsFixture::click(dialog, "optMaxLogins");
-        LimitsFixture::retype(LimitsFixture::box(dialog, "TxtAllowOnly"), QStringLiteral("3"));
-        LimitsFixture::retype(LimitsFixture::box(dialog, "txtIdleTimeOut"), QStringLiteral("15"));
-        LimitsFixture::retype(LimitsFixture::box(dialog, "txtSessionTimeout"), QStringLiteral("240"));
-        LimitsFixture::retype(LimitsFixture::box(dialog, "txtMaxUSer"), QStringLiteral("4"));
-        LimitsFixture::retype(LimitsFixture::box(dialog, "txtMaxSpeed"), QStringLiteral("1.5"));
-        LimitsFixture::box(dialog, "txtLoginMessageFile")->setText(QStringLiteral("/srv/o'brien 100%.txt"));
-        LimitsFixture::click(dialog, "chkExpires");
-        LimitsFixture::click(dialog, "cmdOK");
+            F::click(dialog, name);
+        F::click(dialog, "optMaxLogins");
+        using Typed = std::pair<const char*, const char*>;
+        for (const auto& [name, text] : {Typed("TxtAllowOnly", "3"), Typed("txtIdleTimeOut", "15"), Typed("txtSessionTimeout", "240"),
+                                         Typed("txtMaxUSer", "4"), Typed("txtMaxSpeed", "1.5")})
+            F::retype(F::box(dialog, name), QLatin1String(text));
+        F::box(dialog, "txtLoginMessageFile")->setText(QStringLiteral("/srv/o'brien 100%.txt"));
+        F::click(dialog, "chkExpires");
+        F::click(dialog, "cmdOK");
         QCOMPARE(row(*db, QStringLiteral("bob")), QStringList({"0,1,1,1,0,3,1.5,15,240,4,/srv/o'brien 100%.txt,,"}));
         // The main window reloaded the page.
         QCOMPARE(ui.main().findChild<QLabel*>(QStringLiteral("lblExpires"))->text(),
@@ -84,106 +79,86 @@ private slots:
         // NULL columns show their defaults.
         ui.selectUser(1);
         dialog = ui.open("cmdMisc", "frmMiscSetup");
-        QCOMPARE(LimitsFixture::box(dialog, "txtIdleTimeOut")->text(), QStringLiteral("0"));
-        QCOMPARE(LimitsFixture::box(dialog, "txtMaxSpeed")->text(), QStringLiteral("0"));
-        QCOMPARE(LimitsFixture::box(dialog, "txtLoginMessageFile")->text(), QString());
-        QVERIFY(!LimitsFixture::check(dialog, "chkDisableAccount")->isChecked());
-        QVERIFY(!LimitsFixture::option(dialog, "optOneLogin")->isChecked());
-        QVERIFY(LimitsFixture::option(dialog, "optMaxLogins")->isChecked());
-        QCOMPARE(LimitsFixture::box(dialog, "TxtAllowOnly")->text(), QStringLiteral("1"));
+        QCOMPARE(F::values(dialog, {"txtIdleTimeOut", "txtMaxSpeed", "txtLoginMessageFile", "chkDisableAccount", "optOneLogin",
+                                    "optMaxLogins", "TxtAllowOnly"}),
+                 QStringList({"0", "0", "", "[ ]", "[ ]", "[x]", "1"}));
     }
 
     void okRefusesInOrder()
     {
         ProgramUnderTest program;
-        program.configure();
-        {
-            Database db(program.env.settings.readConnectionString());
-            QVERIFY(db.open());
-            QVERIFY(db.execute(QStringLiteral("INSERT INTO users (username, homedir, password, max_concurrent, max_logins_per_ip, "
-                                              "login_msg_file) VALUES ('bob', 'c:\\ftp', 'pw', 1, 1, 'keep.txt')")));
-        }
-        program.start();
+        QVERIFY(startOnTemplate(program,
+                                {accountInsert(QStringLiteral("bob"), QStringLiteral("login_msg_file"), QStringLiteral("'keep.txt'"))}));
         LimitsFixture ui(program);
         QWidget* dialog = ui.open("cmdMisc", "frmMiscSetup");
         const auto refused = [&](const QString& message) {
             ui.prompter().reset();
             ui.prompter().answerMessage(prompt::Answer::Ok, message);
-            LimitsFixture::click(dialog, "cmdOK");
+            F::click(dialog, "cmdOK");
             QVERIFY2(dialog->isVisible(), qPrintable(message));
             QCOMPARE(ui.prompter().unusedSteps(), 0);
         };
-        QLineEdit* loginFile = LimitsFixture::box(dialog, "txtLoginMessageFile");
+        QLineEdit* loginFile = F::box(dialog, "txtLoginMessageFile");
         loginFile->setText(QString(65001, QLatin1Char('f')));
         refused(QStringLiteral("login message file field"));
         loginFile->setText(QStringLiteral("http://example.org/motd.txt"));
-        LimitsFixture::box(dialog, "txtIdleTimeOut")->setText(QStringLiteral("123456789"));
+        F::box(dialog, "txtIdleTimeOut")->setText(QStringLiteral("123456789"));
         refused(QStringLiteral("idle timeout field"));
-        LimitsFixture::box(dialog, "txtIdleTimeOut")->setText(QStringLiteral("5"));
-        LimitsFixture::click(dialog, "optMaxLogins");
-        LimitsFixture::box(dialog, "TxtAllowOnly")->clear();
+        F::box(dialog, "txtIdleTimeOut")->setText(QStringLiteral("5"));
+        F::click(dialog, "optMaxLogins");
+        F::box(dialog, "TxtAllowOnly")->clear();
         refused(QStringLiteral("To allow only certain number of logins per \r\nIP address, you must specify that number."));
-        LimitsFixture::box(dialog, "TxtAllowOnly")->setText(QStringLiteral("1.2"));
+        F::box(dialog, "TxtAllowOnly")->setText(QStringLiteral("1.2"));
         refused(QStringLiteral("The path specified is not valid."));
         loginFile->setText(QString(65000, QLatin1Char('f')));
-        LimitsFixture::click(dialog, "chkExpires");
+        F::click(dialog, "chkExpires");
         refused(QStringLiteral("If expiration option is enabled you must select an expiration date."));
-        LimitsFixture::click(dialog, "chkExpires");
-        LimitsFixture::click(dialog, "chkDisableOn");
+        F::click(dialog, "chkExpires");
+        F::click(dialog, "chkDisableOn");
         refused(QStringLiteral("If disable on date option is enabled you must select a date to disable the account on."));
-        LimitsFixture::click(dialog, "chkDisableOn");
+        F::click(dialog, "chkDisableOn");
         // Numbers go into SQL bare: a count with a point and a session time-out with a letter are refused.
         refused(QStringLiteral("allow only field must hold a whole number"));
-        LimitsFixture::box(dialog, "TxtAllowOnly")->setText(QStringLiteral("2"));
-        LimitsFixture::box(dialog, "txtSessionTimeout")->setText(QStringLiteral("ten"));
+        F::box(dialog, "TxtAllowOnly")->setText(QStringLiteral("2"));
+        F::box(dialog, "txtSessionTimeout")->setText(QStringLiteral("ten"));
         refused(QStringLiteral("session time-out field must hold a whole number"));
-        LimitsFixture::box(dialog, "txtSessionTimeout")->clear();
+        F::box(dialog, "txtSessionTimeout")->clear();
 
         // The file picker cancelled empties the box; the stored file then stays as it was.
         ui.prompter().reset();
         ui.prompter().answerFile(QString());
-        LimitsFixture::click(dialog, "CmdLoginMessageFile");
+        F::click(dialog, "CmdLoginMessageFile");
         QCOMPARE(ui.prompter().records()[0].caption, QStringLiteral("Logon File"));
         QCOMPARE(loginFile->text(), QString());
-        LimitsFixture::click(dialog, "cmdOK");
+        F::click(dialog, "cmdOK");
         QVERIFY(!dialog->isVisible());
-        Database db(program.env.settings.readConnectionString());
-        QVERIFY(db.open());
-        Rows stored = db.select(QStringLiteral("select login_msg_file, max_logins_per_ip, session_timeout from users"));
-        QVERIFY(stored.next());
-        QCOMPARE(stored.textAt(0), QStringLiteral("keep.txt"));
-        QCOMPARE(stored.textAt(1), QStringLiteral("2"));
-        QCOMPARE(stored.textAt(2), QStringLiteral("-1"));
+        QCOMPARE(storedColumn(program, QStringLiteral("select login_msg_file || ',' || max_logins_per_ip || ',' || session_timeout "
+                                                      "from users")),
+                 QStringList({"keep.txt,2,-1"}));
     }
 
     void rulesOfTheCheckBoxesAndKeys()
     {
         ProgramUnderTest program;
-        program.configure();
-        {
-            Database db(program.env.settings.readConnectionString());
-            QVERIFY(db.open());
-            QVERIFY(db.execute(QStringLiteral("INSERT INTO users (username, homedir, password, max_concurrent, max_logins_per_ip, "
-                                              "DisableOn) VALUES ('bob', 'c:\\ftp', 'pw', 1, 1, '5/20/2027')")));
-        }
-        program.start();
+        QVERIFY(startOnTemplate(program,
+                                {accountInsert(QStringLiteral("bob"), QStringLiteral("DisableOn"), QStringLiteral("'5/20/2027'"))}));
         LimitsFixture ui(program);
         QWidget* dialog = ui.open("cmdMisc", "frmMiscSetup");
-        QVERIFY(LimitsFixture::check(dialog, "chkDisableOn")->isChecked());
-        LimitsFixture::click(dialog, "chkDisableAccount");
-        QVERIFY(!LimitsFixture::check(dialog, "chkDisableOn")->isEnabled());
-        QCOMPARE(LimitsFixture::box(dialog, "txtDisableDate")->text(), QString());
-        LimitsFixture::click(dialog, "chkDisableAccount");
-        QVERIFY(LimitsFixture::check(dialog, "chkDisableOn")->isEnabled());
+        QVERIFY(F::check(dialog, "chkDisableOn")->isChecked());
+        F::click(dialog, "chkDisableAccount");
+        QVERIFY(!F::check(dialog, "chkDisableOn")->isEnabled());
+        QCOMPARE(F::box(dialog, "txtDisableDate")->text(), QString());
+        F::click(dialog, "chkDisableAccount");
+        QVERIFY(F::check(dialog, "chkDisableOn")->isEnabled());
 
-        QLineEdit* idle = LimitsFixture::box(dialog, "txtIdleTimeOut");
+        QLineEdit* idle = F::box(dialog, "txtIdleTimeOut");
         idle->clear();
         QTest::keyClicks(idle, QStringLiteral("1x2.5"));
         QCOMPARE(idle->text(), QStringLiteral("12.5"));
         QVERIFY(program.env.log.contains(QStringLiteral("Only numbers and .")));
         // The session time-out has no filter.
-        QTest::keyClicks(LimitsFixture::box(dialog, "txtSessionTimeout"), QStringLiteral("x"));
-        QVERIFY(LimitsFixture::box(dialog, "txtSessionTimeout")->text().endsWith(QLatin1Char('x')));
+        QTest::keyClicks(F::box(dialog, "txtSessionTimeout"), QStringLiteral("x"));
+        QVERIFY(F::box(dialog, "txtSessionTimeout")->text().endsWith(QLatin1Char('x')));
     }
 
     void datesComeFromTheCalendar_data()
@@ -199,22 +174,15 @@ private slots:
         QFETCH(QString, locale);
         QLocale::setDefault(QLocale(locale));
         ProgramUnderTest program;
-        program.configure();
         program.env.clock.setNow(QDateTime(QDate(2027, 5, 3), QTime(10, 0)));
-        {
-            Database db(program.env.settings.readConnectionString());
-            QVERIFY(db.open());
-            QVERIFY(db.execute(QStringLiteral("INSERT INTO users (username, homedir, password, max_concurrent, max_logins_per_ip) "
-                                              "VALUES ('bob', 'c:\\ftp', 'pw', 1, 1)")));
-        }
-        program.start();
+        QVERIFY(startOnTemplate(program, {accountInsert(QStringLiteral("bob"))}));
         LimitsFixture ui(program);
         auto* dialog = static_cast<MiscSetupWindow*>(ui.open("cmdMisc", "frmMiscSetup"));
         QWidget* grid = dialog->findChild<QWidget*>(QStringLiteral("picMonth"));
         const auto pick = [&](const char* checkBox, const char* dotsButton, int day) {
-            if (!LimitsFixture::check(dialog, checkBox)->isChecked())
-                LimitsFixture::click(dialog, checkBox);
-            LimitsFixture::click(dialog, dotsButton);
+            if (!F::check(dialog, checkBox)->isChecked())
+                F::click(dialog, checkBox);
+            F::click(dialog, dotsButton);
             QVERIFY(dialog->isCalendarShown());
             QCOMPARE(dialog->calendar().currentDate(), QDate(2027, 5, 3));
             QTest::mouseDClick(grid, Qt::LeftButton, {}, dialog->calendar().cellRect(day).center());
@@ -222,78 +190,56 @@ private slots:
         };
         // Disable on the 20th and expire on the 19th: refused. Both on the 20th: passes.
         pick("chkDisableOn", "cmdDiableDDD", 20);
-        QCOMPARE(LimitsFixture::box(dialog, "txtDisableDate")->text(), regional::shortDate(QDate(2027, 5, 20)));
+        QCOMPARE(F::box(dialog, "txtDisableDate")->text(), regional::shortDate(QDate(2027, 5, 20)));
         pick("chkExpires", "cmdExpiresDDD", 19);
         ui.prompter().answerMessage(prompt::Answer::Ok, QStringLiteral("The account expiration date should be after the date"));
-        LimitsFixture::click(dialog, "cmdOK");
+        F::click(dialog, "cmdOK");
         QVERIFY(dialog->isVisible());
         pick("chkExpires", "cmdExpiresDDD", 20);
         // Cancel in the calendar leaves the box as it was.
-        LimitsFixture::click(dialog, "cmdExpiresDDD");
-        LimitsFixture::click(dialog, "Command1");
-        QCOMPARE(LimitsFixture::box(dialog, "txtExpDate")->text(), regional::shortDate(QDate(2027, 5, 20)));
-        LimitsFixture::click(dialog, "cmdOK");
+        F::click(dialog, "cmdExpiresDDD");
+        F::click(dialog, "Command1");
+        QCOMPARE(F::box(dialog, "txtExpDate")->text(), regional::shortDate(QDate(2027, 5, 20)));
+        F::click(dialog, "cmdOK");
         QVERIFY(!dialog->isVisible());
 
-        Database db(program.env.settings.readConnectionString());
-        QVERIFY(db.open());
-        Rows stored = db.select(QStringLiteral("select Expires, DisableOn from users"));
-        QVERIFY(stored.next());
-        QCOMPARE(stored.textAt(0), regional::shortDate(QDate(2027, 5, 20)));
+        QCOMPARE(storedColumn(program, QStringLiteral("select Expires from users")),
+                 QStringList({regional::shortDate(QDate(2027, 5, 20))}));
         // What the dialog writes is what the sweep reads back.
-        QCOMPARE(regional::readShortDate(stored.textAt(1), QDate(2027, 5, 3)), std::optional<QDate>(QDate(2027, 5, 20)));
-        QVERIFY(stored.textAt(1).contains(QStringLiteral("2027")));
+        const QString disableOn = storedColumn(program, QStringLiteral("select DisableOn from users")).value(0);
+        QCOMPARE(regional::readShortDate(disableOn, QDate(2027, 5, 3)), std::optional<QDate>(QDate(2027, 5, 20)));
+        QVERIFY(disableOn.contains(QStringLiteral("2027")));
     }
 
     void enterInTheCalendarDestroysTheWindow()
     {
         ProgramUnderTest program;
-        program.configure();
-        {
-            Database db(program.env.settings.readConnectionString());
-            QVERIFY(db.open());
-            QVERIFY(db.execute(QStringLiteral("INSERT INTO users (username, homedir, password, max_concurrent, max_logins_per_ip) "
-                                              "VALUES ('bob', 'c:\\ftp', 'pw', 1, 1)")));
-        }
-        program.start();
+        QVERIFY(startOnTemplate(program, {accountInsert(QStringLiteral("bob"))}));
         LimitsFixture ui(program);
         QPointer<QWidget> dialog = ui.open("cmdMisc", "frmMiscSetup");
-        LimitsFixture::click(dialog, "chkExpires");
-        LimitsFixture::click(dialog, "cmdExpiresDDD");
+        F::click(dialog, "chkExpires");
+        F::click(dialog, "cmdExpiresDDD");
         QTest::keyClick(dialog->findChild<QWidget*>(QStringLiteral("picMonth")), Qt::Key_Return);
         QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
         QVERIFY(dialog.isNull());
         // Nothing was saved, and the next use makes the window afresh.
         QWidget* again = ui.open("cmdMisc", "frmMiscSetup");
-        QVERIFY(!LimitsFixture::check(again, "chkExpires")->isChecked());
+        QVERIFY(!F::check(again, "chkExpires")->isChecked());
     }
 
     void savesToTheAccountItLoaded()
     {
         ProgramUnderTest program;
-        program.configure();
-        {
-            Database db(program.env.settings.readConnectionString());
-            QVERIFY(db.open());
-            for (const char* name : {"alice", "bob"})
-                QVERIFY(db.execute(QStringLiteral("INSERT INTO users (username, homedir, password, max_concurrent, "
-                                                  "max_logins_per_ip) VALUES ('%1', 'c:\\ftp', 'pw', 1, 1)")
-                                       .arg(QLatin1String(name))));
-        }
-        program.start();
+        QVERIFY(startOnTemplate(program, {accountInsert(QStringLiteral("alice")), accountInsert(QStringLiteral("bob"))}));
         LimitsFixture ui(program);
         QWidget* dialog = ui.open("cmdMisc", "frmMiscSetup");
-        LimitsFixture::click(dialog, "chkDisableAccount");
+        F::click(dialog, "chkDisableAccount");
         ui.selectUser(1);
         QCOMPARE(ui.main().pageState().currentUser, QStringLiteral("bob"));
-        LimitsFixture::click(dialog, "cmdOK");
-        Database db(program.env.settings.readConnectionString());
-        QVERIFY(db.open());
-        Rows stored = db.select(QStringLiteral("select username, disable_user from users order by username"));
-        QVERIFY(stored.next());
-        QCOMPARE(stored.textAt(1), QStringLiteral("1"));
-        QVERIFY(stored.next());
-        QCOMPARE(stored.textAt(1), QStringLiteral("0")); // the template's default, untouched
+        F::click(dialog, "cmdOK");
+        // Bob keeps the template's default.
+        QCOMPARE(storedColumn(program, QStringLiteral("select username || ',' || disable_user from users order by username")),
+                 QStringList({"alice,1", "bob,0"}));
     }
 };
 

@@ -118,30 +118,51 @@ private slots:
         QCOMPARE(calendar.currentDate(), QDate(2026, 4, 6));
     }
 
-    void keysMoveAcrossMonthsAndYears_data()
+    // A key moves across months and years; a month or year picked in its box rolls a day past the month's end over.
+    void movesAcrossMonthsAndYears_data()
     {
         QTest::addColumn<QDate>("start");
-        QTest::addColumn<Qt::Key>("key");
+        QTest::addColumn<int>("key");
+        QTest::addColumn<QString>("box");
+        QTest::addColumn<QString>("item");
         QTest::addColumn<QDate>("expected");
         QTest::addColumn<QString>("monthItem");
-        QTest::newRow("Right on a month's last day") << QDate(2026, 4, 30) << Qt::Key_Right << QDate(2026, 5, 1) << "May";
-        QTest::newRow("Right on 31 December") << QDate(2026, 12, 31) << Qt::Key_Right << QDate(2027, 1, 1) << "January";
-        QTest::newRow("Left on 1 March, leap") << QDate(2028, 3, 1) << Qt::Key_Left << QDate(2028, 2, 29) << "Febuary";
-        QTest::newRow("Down into December") << QDate(2026, 11, 28) << Qt::Key_Down << QDate(2026, 12, 5) << "December";
-        QTest::newRow("Up into last year") << QDate(2027, 1, 3) << Qt::Key_Up << QDate(2026, 12, 27) << "December";
-        QTest::newRow("PageDown 31 Jan") << QDate(2026, 1, 31) << Qt::Key_PageDown << QDate(2026, 2, 28) << "Febuary";
-        QTest::newRow("PageDown 31 Jan, leap") << QDate(2028, 1, 31) << Qt::Key_PageDown << QDate(2028, 2, 29) << "Febuary";
-        QTest::newRow("PageUp into last year") << QDate(2027, 1, 15) << Qt::Key_PageUp << QDate(2026, 12, 15) << "December";
+        const auto key = [](const char* name, QDate start, Qt::Key key, QDate expected, const char* month) {
+            QTest::newRow(name) << start << int(key) << QString() << QString() << expected << QString::fromLatin1(month);
+        };
+        key("Right on a month's last day", QDate(2026, 4, 30), Qt::Key_Right, QDate(2026, 5, 1), "May");
+        key("Right on 31 December", QDate(2026, 12, 31), Qt::Key_Right, QDate(2027, 1, 1), "January");
+        key("Left on 1 March, leap", QDate(2028, 3, 1), Qt::Key_Left, QDate(2028, 2, 29), "Febuary");
+        key("Down into December", QDate(2026, 11, 28), Qt::Key_Down, QDate(2026, 12, 5), "December");
+        key("Up into last year", QDate(2027, 1, 3), Qt::Key_Up, QDate(2026, 12, 27), "December");
+        key("PageDown 31 Jan", QDate(2026, 1, 31), Qt::Key_PageDown, QDate(2026, 2, 28), "Febuary");
+        key("PageDown 31 Jan, leap", QDate(2028, 1, 31), Qt::Key_PageDown, QDate(2028, 2, 29), "Febuary");
+        key("PageUp into last year", QDate(2027, 1, 15), Qt::Key_PageUp, QDate(2026, 12, 15), "December");
+        const auto pick = [](const char* name, QDate start, const char* box, const char* item, QDate expected, const char* month) {
+            QTest::newRow(name) << start << 0 << QString::fromLatin1(box) << QString::fromLatin1(item) << expected
+                                << QString::fromLatin1(month);
+        };
+        pick("Febuary on 31 Jan", QDate(2026, 1, 31), "cboMonth", "Febuary", QDate(2026, 3, 3), "March");
+        pick("Febuary on 31 Jan, leap", QDate(2028, 1, 31), "cboMonth", "Febuary", QDate(2028, 3, 2), "March");
+        pick("April on 31 March", QDate(2026, 3, 31), "cboMonth", "April", QDate(2026, 5, 1), "May");
+        pick("Febuary mid-month", QDate(2026, 6, 14), "cboMonth", "Febuary", QDate(2026, 2, 14), "Febuary");
+        pick("29 Feb to a common year", QDate(2028, 2, 29), "cboYear", "2029", QDate(2029, 3, 1), "March");
+        pick("29 Feb to a leap year", QDate(2028, 2, 29), "cboYear", "2032", QDate(2032, 2, 29), "Febuary");
     }
-    void keysMoveAcrossMonthsAndYears()
+    void movesAcrossMonthsAndYears()
     {
         QFETCH(QDate, start);
-        QFETCH(Qt::Key, key);
+        QFETCH(int, key);
+        QFETCH(QString, box);
+        QFETCH(QString, item);
         QFETCH(QDate, expected);
         QFETCH(QString, monthItem);
         Calendar cal;
         cal.widget->setDate(start);
-        QTest::keyClick(cal.grid(), key);
+        if (key != 0)
+            QTest::keyClick(cal.grid(), Qt::Key(key));
+        else
+            cal.pick(box, item);
         cal.expectShown(expected, monthItem);
     }
 
@@ -170,33 +191,6 @@ private slots:
         QApplication::sendEvent(cal.grid(), &right);
         QVERIFY(right.isAccepted());
         QCOMPARE(calendar.currentDate(), QDate(2026, 11, 11));
-    }
-
-    void boxesRollOverPastTheMonthEnd_data()
-    {
-        QTest::addColumn<QDate>("start");
-        QTest::addColumn<QString>("box");
-        QTest::addColumn<QString>("item");
-        QTest::addColumn<QDate>("expected");
-        QTest::addColumn<QString>("monthItem");
-        QTest::newRow("Febuary on 31 Jan") << QDate(2026, 1, 31) << "cboMonth" << "Febuary" << QDate(2026, 3, 3) << "March";
-        QTest::newRow("Febuary on 31 Jan, leap") << QDate(2028, 1, 31) << "cboMonth" << "Febuary" << QDate(2028, 3, 2) << "March";
-        QTest::newRow("April on 31 March") << QDate(2026, 3, 31) << "cboMonth" << "April" << QDate(2026, 5, 1) << "May";
-        QTest::newRow("Febuary mid-month") << QDate(2026, 6, 14) << "cboMonth" << "Febuary" << QDate(2026, 2, 14) << "Febuary";
-        QTest::newRow("29 Feb to a common year") << QDate(2028, 2, 29) << "cboYear" << "2029" << QDate(2029, 3, 1) << "March";
-        QTest::newRow("29 Feb to a leap year") << QDate(2028, 2, 29) << "cboYear" << "2032" << QDate(2032, 2, 29) << "Febuary";
-    }
-    void boxesRollOverPastTheMonthEnd()
-    {
-        QFETCH(QDate, start);
-        QFETCH(QString, box);
-        QFETCH(QString, item);
-        QFETCH(QDate, expected);
-        QFETCH(QString, monthItem);
-        Calendar cal;
-        cal.widget->setDate(start);
-        cal.pick(box, item);
-        cal.expectShown(expected, monthItem);
     }
 
     void boxesHoldTheProductMonthsAndACenturyOfYears()

@@ -55,25 +55,17 @@ private slots:
     {
         QCOMPARE(window().objectName(), QStringLiteral("frmConfigure"));
         QCOMPARE(window().windowTitle(), QStringLiteral("Quillmere Configuration"));
-        const QList<QPair<const char*, const char*>> frames{{"Frame4", "Serv-u program path"},
-                                                            {"Frame6", "Default FTP server directory"},
-                                                            {"Frame1", "Database"},
-                                                            {"Frame5", "Global IP Access Rules"}};
-        for (const auto& [name, caption] : frames)
-            QCOMPARE(control<QGroupBox>(name)->title(), QLatin1String(caption));
-        QCOMPARE(control<QLabel>("Label3")->text(), QStringLiteral("Must be located on this computer."));
-        QCOMPARE(control<QLabel>("Label1")->text(), QStringLiteral("Database connection string"));
-        QCOMPARE(control<QLabel>("lblRules")->text(),
-                 QStringLiteral("No IP rules are set. Server is available to everyone."));
-        const QList<QPair<const char*, const char*>> buttons{{"cmdBrowseProgramPath", "..."},
-                                                             {"cmdBrowseServerPath", "..."},
-                                                             {"cmdConnectionString", "Database Wizard"},
-                                                             {"cmdGlobalIPAccess", "Modify IP Rules"},
-                                                             {"cmdCommitChanges", "Commit changes"},
-                                                             {"cmdCancel", "Cancel"}};
-        for (const auto& [name, caption] : buttons)
-            QCOMPARE(control<QPushButton>(name)->text(), QLatin1String(caption));
-        QVERIFY(!servuPath()->text().isEmpty());
+        const QList<QPair<const char*, const char*>> captions{
+            {"Frame4", "Serv-u program path"}, {"Frame6", "Default FTP server directory"}, {"Frame1", "Database"},
+            {"Frame5", "Global IP Access Rules"}, {"Label3", "Must be located on this computer."},
+            {"Label1", "Database connection string"}, {"lblRules", "No IP rules are set. Server is available to everyone."},
+            {"cmdBrowseProgramPath", "..."}, {"cmdBrowseServerPath", "..."}, {"cmdConnectionString", "Database Wizard"},
+            {"cmdGlobalIPAccess", "Modify IP Rules"}, {"cmdCommitChanges", "Commit changes"}, {"cmdCancel", "Cancel"}};
+        for (const auto& [name, caption] : captions) {
+            auto* frame = control<QGroupBox>(name);
+            auto* label = control<QLabel>(name);
+            QCOMPARE(frame ? frame->title() : label ? label->text() : control<QPushButton>(name)->text(), QLatin1String(caption));
+        }
         QVERIFY(servuPath()->text().endsWith(QDir::separator()));
         QVERIFY(ftpDirectory()->text().endsWith(QDir::separator()));
         QCOMPARE(connectionString()->toPlainText(), QString());
@@ -131,13 +123,23 @@ private slots:
         QVERIFY(prompter().records().isEmpty());
     }
 
+    void cancelHidesAndSavesNothing_data()
+    {
+        QTest::addColumn<bool>("byEscape");
+        QTest::newRow("Cancel") << false;
+        QTest::newRow("Escape") << true;
+    }
     void cancelHidesAndSavesNothing()
     {
+        QFETCH(bool, byEscape);
         window().enableCommitTimer();
         window().show();
         servuPath()->setText(QStringLiteral("/opt/elsewhere/"));
         connectionString()->setPlainText(QStringLiteral("Provider=SQLite;Data Source=x.db"));
-        QTest::mouseClick(control<QPushButton>("cmdCancel"), Qt::LeftButton);
+        if (byEscape)
+            QTest::keyClick(&window(), Qt::Key_Escape);
+        else
+            QTest::mouseClick(control<QPushButton>("cmdCancel"), Qt::LeftButton);
         QVERIFY(!window().isVisible());
         QVERIFY(!window().isCommitTimerActive());
         QVERIFY(!QFile::exists(m_program->env.settingsPath()));
@@ -145,14 +147,6 @@ private slots:
         QCOMPARE(m_program->env.tray.current(), TrayPicture::Blue);
         // The boxes keep what was typed for the next opening.
         QCOMPARE(servuPath()->text(), QStringLiteral("/opt/elsewhere/"));
-    }
-
-    void escapeIsCancel()
-    {
-        window().show();
-        QTest::keyClick(&window(), Qt::Key_Escape);
-        QVERIFY(!window().isVisible());
-        QVERIFY(!m_program->env.process.hasEnded());
     }
 
     void cancelInRepairModeEndsTheProgram()
@@ -202,6 +196,14 @@ private:
         return {folder, iniFile.fileName()};
     }
 
+    // Commits with the one message the commit is expected to show answered.
+    void commitAnswering(prompt::Answer answer, const QString& message)
+    {
+        prompter().answerMessage(answer, message);
+        QTest::mouseClick(commit(), Qt::LeftButton);
+        QCOMPARE(prompter().unusedSteps(), 0);
+    }
+
     static QByteArray contents(const QString& path)
     {
         QFile file(path);
@@ -220,9 +222,7 @@ private slots:
         window().enableCommitTimer();
         window().show();
         prompter().reset();
-        prompter().answerMessage(prompt::Answer::Ok, QStringLiteral("You must restart the Serv-U server before changes will take effect."));
-        QTest::mouseClick(commit(), Qt::LeftButton);
-        QCOMPARE(prompter().unusedSteps(), 0);
+        commitAnswering(prompt::Answer::Ok, QStringLiteral("You must restart the Serv-U server before changes will take effect."));
         QVERIFY(!window().isVisible());
         QCOMPARE(window().tag(), QString());
         QVERIFY(!window().isCommitTimerActive());
@@ -247,8 +247,7 @@ private slots:
         plugin.close();
         const QByteArray registered = contents(server.ini);
         window().show();
-        prompter().answerMessage(prompt::Answer::Ok, QStringLiteral("You must restart"));
-        QTest::mouseClick(commit(), Qt::LeftButton);
+        commitAnswering(prompt::Answer::Ok, QStringLiteral("You must restart"));
         QCOMPARE(contents(server.folder + QStringLiteral("/Gatewick.dll")), QByteArray("an older plug-in"));
         QCOMPARE(contents(server.ini), registered);
     }
@@ -273,10 +272,8 @@ private slots:
         second.close();
         connectionString()->setPlainText(m_program->env.settings.readConnectionString());
         prompter().answerMessage(answer, QStringLiteral("There were two Serv-U INI files found.\r\n\r\nWould you like to use \"Serv-u.INI\"?\r\n"
-                                                        "Press \"No\" to use \"Servudaemon.ini\""))
-            .answerMessage(prompt::Answer::Ok, QStringLiteral("You must restart"));
-        QTest::mouseClick(commit(), Qt::LeftButton);
-        QCOMPARE(prompter().unusedSteps(), 0);
+                                                        "Press \"No\" to use \"Servudaemon.ini\""));
+        commitAnswering(prompt::Answer::Ok, QStringLiteral("You must restart"));
         const QString chosenPath = server.folder + QLatin1Char('/') + chosen;
         QCOMPARE(m_program->env.settings.getRegSettings(QStringLiteral("ini_path")), chosenPath);
         QCOMPARE(contents(chosenPath), QByteArray("[external]\r\nClientCheckDLL1=Gatewick.dll\r\nClientCheckDLL1=Other.dll\r\n\r\n\r\n"));
@@ -292,9 +289,7 @@ private slots:
         const QString settingsBefore = QString::fromUtf8(contents(m_program->env.settingsPath()));
         const auto refused = [&](const QString& message, prompt::Answer answer = prompt::Answer::Ok) {
             prompter().reset();
-            prompter().answerMessage(answer, message);
-            QTest::mouseClick(commit(), Qt::LeftButton);
-            QCOMPARE(prompter().unusedSteps(), 0);
+            commitAnswering(answer, message);
         };
         servuPath()->setText(QString(32001, QLatin1Char('p')));
         refused(QStringLiteral("The number of characters in the Serv-U program path field"));
@@ -321,9 +316,7 @@ private slots:
         const Server server = prepareServer("[EXTERNAL]\r\n");
         connectionString()->setPlainText(QStringLiteral("Provider=SQLite;Data Source=/no/such/accounts.db"));
         window().show();
-        prompter().answerMessage(prompt::Answer::Ok, QStringLiteral("The database could not be opened please recheck your connectionstring"));
-        QTest::mouseClick(commit(), Qt::LeftButton);
-        QCOMPARE(prompter().unusedSteps(), 0);
+        commitAnswering(prompt::Answer::Ok, QStringLiteral("The database could not be opened please recheck your connectionstring"));
         QVERIFY(window().isVisible());
         QCOMPARE(m_program->env.settings.readConnectionString(), QStringLiteral("Provider=SQLite;Data Source=/no/such/accounts.db"));
         QVERIFY(QFile::exists(server.folder + QStringLiteral("/Gatewick.dll")));
@@ -335,28 +328,20 @@ private slots:
         m_program->configure();
         const Server server = prepareServer("x", "notes.txt");
         connectionString()->setPlainText(m_program->env.settings.readConnectionString());
-        prompter().answerMessage(prompt::Answer::No, QStringLiteral("The Serv-u.ini file was not found in the path specified."));
-        QTest::mouseClick(commit(), Qt::LeftButton);
-        QCOMPARE(prompter().unusedSteps(), 0);
+        commitAnswering(prompt::Answer::No, QStringLiteral("The Serv-u.ini file was not found in the path specified."));
         // What was saved before stays: the folders and the plug-in.
         QCOMPARE(m_program->env.settings.getRegSettings(QStringLiteral("servu_path")), server.folder + QDir::separator());
         QVERIFY(QFile::exists(server.folder + QStringLiteral("/Gatewick.dll")));
         // Yes picks another folder and runs the whole commit again.
-        const Server other = [&] {
-            const QString folder = m_program->env.path(QStringLiteral("other-servu"));
-            QDir().mkpath(folder);
-            QFile ini(folder + QStringLiteral("/serv-u.ini"));
-            ini.open(QIODevice::WriteOnly);
-            return Server{folder, ini.fileName()};
-        }();
+        const QString otherFolder = m_program->env.path(QStringLiteral("other-servu"));
+        QDir().mkpath(otherFolder);
+        QFile otherIni(otherFolder + QStringLiteral("/serv-u.ini"));
+        QVERIFY(otherIni.open(QIODevice::WriteOnly));
+        otherIni.close();
         prompter().reset();
-        prompter()
-            .answerMessage(prompt::Answer::Yes, QStringLiteral("The Serv-u.ini file was not found"))
-            .answerFolder(other.folder)
-            .answerMessage(prompt::Answer::Ok, QStringLiteral("You must restart"));
-        QTest::mouseClick(commit(), Qt::LeftButton);
-        QCOMPARE(prompter().unusedSteps(), 0);
-        QCOMPARE(m_program->env.settings.getRegSettings(QStringLiteral("ini_path")), other.ini);
+        prompter().answerMessage(prompt::Answer::Yes, QStringLiteral("The Serv-u.ini file was not found")).answerFolder(otherFolder);
+        commitAnswering(prompt::Answer::Ok, QStringLiteral("You must restart"));
+        QCOMPARE(m_program->env.settings.getRegSettings(QStringLiteral("ini_path")), otherIni.fileName());
     }
 
     void globalRulesChangeTheLabel()
@@ -423,8 +408,7 @@ private slots:
             huge += "Key=some value of a line that ends with a line feed alone\n";
         const Server server = prepareServer(huge);
         connectionString()->setPlainText(m_program->env.settings.readConnectionString());
-        prompter().answerMessage(prompt::Answer::Ok, QStringLiteral("You must restart"));
-        QTest::mouseClick(commit(), Qt::LeftButton);
+        commitAnswering(prompt::Answer::Ok, QStringLiteral("You must restart"));
         const QByteArray written = contents(server.ini);
         QVERIFY(written.startsWith("[EXTERNAL]\r\nClientCheckDLL1=Gatewick.dll\r\n\r\nKey="));
         QCOMPARE(written.size(), huge.size() + 46);

@@ -47,8 +47,9 @@ class TestIpRulesWindow : public QObject
 
     // Accounts for a running program on the engine of the data row: two accounts
     // (the first, shown at start, has a quote in its name) and rules that are not theirs.
-    void arrangeAccounts()
+    void arrangeAccounts(std::unique_ptr<TestDatabase> db)
     {
+        m_db = std::move(db);
         for (const QString& name : {Owner, Other})
             m_db->exec(QStringLiteral("INSERT INTO users (username, homedir, password, max_concurrent, max_logins_per_ip) "
                                       "VALUES (%1, 'c:\\ftp', 'pw', 1, 1)").arg(sqlQuote(name)));
@@ -176,10 +177,9 @@ private slots:
         QTEST(m_dialog->windowTitle(), "caption");
         QTEST(control<QGroupBox>("Frame1")->title(), "frame");
         QCOMPARE(control<QGroupBox>("Frame2")->title(), QStringLiteral("Add IP Address"));
-        const QList<QPair<const char*, const char*>> texts{{"cmdUp", "Up"},     {"cmdDown", "Down"}, {"cmdRemove", "Remove"},
-                                                           {"cmdAdd", "Add"},   {"cmdOK", "OK"},     {"cmdCancel", "Cancel"},
-                                                           {"cmdHelp", "Help"}, {"Label1", "-->"},   {"Label2", "<--"},
-                                                           {"Label3", "IP Address"}, {"Label4", "Rule list"}};
+        const QList<QPair<const char*, const char*>> texts{
+            {"cmdUp", "Up"}, {"cmdDown", "Down"}, {"cmdRemove", "Remove"}, {"cmdAdd", "Add"}, {"cmdOK", "OK"}, {"cmdCancel", "Cancel"},
+            {"cmdHelp", "Help"}, {"Label1", "-->"}, {"Label2", "<--"}, {"Label3", "IP Address"}, {"Label4", "Rule list"}};
         for (const auto& [object, text] : texts) {
             auto* button = control<QAbstractButton>(object);
             QCOMPARE(button ? button->text() : control<QLabel>(object)->text(), QLatin1String(text));
@@ -198,8 +198,7 @@ private slots:
     {
         m_program = std::make_unique<ProgramUnderTest>();
         QUILLMERE_OPEN_DATABASE(db, m_program->env);
-        m_db = std::move(db);
-        arrangeAccounts();
+        arrangeAccounts(std::move(db));
         open(IpRulesWindow::Scope::Account);
         QCOMPARE(m_dialog->boundUser(), Owner);
         QCOMPARE(shownRules(), QStringList());
@@ -238,12 +237,10 @@ private slots:
         QTest::addColumn<QString>("text");
         QTest::addColumn<bool>("added");
         QTest::addColumn<int>("beeps");
-        QTest::newRow("address") << "192.168.1.10" << true << 1;
-        QTest::newRow("three parts") << "192.168.1" << false << 1;
-        QTest::newRow("five parts") << "1.2.3.4.5" << false << 1;
-        QTest::newRow("part above 255") << "1.2.3.256" << false << 0;
-        QTest::newRow("empty part") << "1..2.3" << true << 1;
-        QTest::newRow("network") << "10.0.0.0/8" << true << 1;
+        // One row per verdict of validateIpText; the verdicts themselves are tested above.
+        QTest::newRow("accepted") << "10.0.0.0/8" << true << 1;
+        QTest::newRow("rejected with a beep") << "192.168.1" << false << 1;
+        QTest::newRow("rejected silently") << "1.2.3.256" << false << 0;
     }
     void enteredTextIsJudgedOnLeavingTheBox()
     {
@@ -350,8 +347,7 @@ private slots:
         QVERIFY(db.execute(QStringLiteral("insert into blocked_ips_by_user (username, ip) values ('*', '10.8.8.8')")));
         const auto stored = [&db](const char* table) {
             QStringList rules;
-            Rows rows = db.select(QStringLiteral("select ip from %1").arg(QLatin1String(table)));
-            while (rows.next())
+            for (Rows rows = db.select(QStringLiteral("select ip from %1").arg(QLatin1String(table))); rows.next();)
                 rules.append(rows.text(QStringLiteral("ip")));
             return rules;
         };
@@ -391,9 +387,8 @@ private slots:
     {
         m_program = std::make_unique<ProgramUnderTest>();
         QUILLMERE_OPEN_DATABASE(db, m_program->env);
-        m_db = std::move(db);
-        arrangeAccounts();
-        m_db->exec(QStringLiteral("insert into blocked_ips_by_user (username, ip) values (%1, '9.9.9.9')").arg(sqlQuote(Owner)));
+        db->exec(QStringLiteral("insert into blocked_ips_by_user (username, ip) values (%1, '9.9.9.9')").arg(sqlQuote(Owner)));
+        arrangeAccounts(std::move(db));
         m_db->exec(m_db->engine() == TestEngine::Sqlite
                        ? QStringLiteral("CREATE TRIGGER refuse_rule BEFORE INSERT ON blocked_ips_by_user WHEN NEW.ip = '6.6.6.6' "
                                         "BEGIN SELECT RAISE(ABORT, 'rule refused'); END")
