@@ -355,7 +355,9 @@ private slots:
                           QStringLiteral("There was an error while connecting to your database. \r\nPlease Try again"),
                           prompt::Icon::Exclamation);
         QCOMPARE(run.prompter().unusedSteps(), 0);
-        QVERIFY2(elapsed < (waits ? 5000 : 2000), qPrintable(QString::number(elapsed)));
+        // Bounds of behaviour, not of speed: SQL Server's refusal comes before the time-out,
+        // and the silent PostgreSQL server is given up on rather than waited for.
+        QVERIFY2(elapsed < (waits ? timeoutMs + 10000 : timeoutMs), qPrintable(QString::number(elapsed)));
         if (waits) {
             QVERIFY2(elapsed >= timeoutMs, qPrintable(QString::number(elapsed)));
             QVERIFY(busyMeanwhile);
