@@ -1,5 +1,6 @@
 #pragma once
 
+#include "PureFtpdServer.h"
 #include "TestDatabase.h"
 #include "TestEnvironment.h"
 
@@ -7,13 +8,48 @@
 #include "db/SqlText.h"
 
 #include <QDir>
+#include <QFile>
 #include <QProcess>
 #include <QTest>
 
+#include <memory>
+
 #include <unistd.h>
 
-// Accounts made by the program's own save, and the handler run as pure-authd runs it.
+// Skips a test whose outside part (an FTP server, root) is missing here, or fails it
+// under CI, where it must be present.
+#define QUILLMERE_REQUIRE_AVAILABLE(whyNot)                   \
+    if (const QString missing = (whyNot); !missing.isEmpty()) { \
+        const QByteArray ci = qgetenv("CI");                    \
+        if (!ci.isEmpty() && ci != "false")                     \
+            QFAIL(qPrintable(missing));                         \
+        QSKIP(qPrintable(missing));                             \
+    }
+
+// Shared set-up of the companions' tests: files, accounts made by the program's own
+// save, the handler run as pure-authd runs it, and an FTP client.
 namespace gatewicktest {
+
+// The path back, or an empty one when the file could not be written.
+inline QString writeFile(const QString& path, const QByteArray& bytes)
+{
+    QFile file(path);
+    return file.open(QIODevice::WriteOnly) && file.write(bytes) == bytes.size() ? path : QString();
+}
+
+inline QByteArray fileContents(const QString& path)
+{
+    QFile file(path);
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+}
+
+// curl logging in to the pure-ftpd of the tests, started and left running.
+inline std::unique_ptr<QProcess> startCurl(const QString& user, const QString& password, const QStringList& more)
+{
+    auto process = std::make_unique<QProcess>();
+    process->start(QStringLiteral("curl"), PureFtpdServer::curlArguments(user, password, more));
+    return process;
+}
 
 // A home folder the FTP server may use: not root's (on a machine where the tests
 // run as root it is handed to "nobody").

@@ -45,6 +45,9 @@ private slots:
         QVERIFY(gatewicktest::createAccount(env, QStringLiteral("homeless"), QStringLiteral("pw"), gatewicktest::homeFolder(env, QStringLiteral("gone"))));
         QVERIFY(QDir(env.path(QStringLiteral("ftp/gone"))).removeRecursively());
         const QString settings = env.settingsPath();
+        const auto firstLine = [&settings](const QByteArray& account, const QByteArray& password, const QByteArray& address = "127.0.0.1") {
+            return gatewicktest::runHandler(settings, account, password, address).lines.value(0);
+        };
 
         const auto bob = gatewicktest::runHandler(settings, "bob", "s3cret");
         QVERIFY(bob.finished);
@@ -65,23 +68,17 @@ private slots:
         QCOMPARE(carol.value(QStringLiteral("throttling_bandwidth_dl")), QStringLiteral("65536"));
         QCOMPARE(carol.value(QStringLiteral("per_user_max")), QStringLiteral("2"));
 
-        QCOMPARE(gatewicktest::runHandler(settings, "imported", "migrated").lines.first(), QStringLiteral("auth_ok:1"));
+        QCOMPARE(firstLine("imported", "migrated"), QStringLiteral("auth_ok:1"));
 
         // Refusals (-1) and unknown accounts (0), bad input among them.
-        const QList<std::tuple<QByteArray, QByteArray, QByteArray, QString>> cases{
-            {"bob", "wrong", "127.0.0.1", QStringLiteral("auth_ok:-1")},
-            {"bob", "", "127.0.0.1", QStringLiteral("auth_ok:-1")},
-            {"BOB2", "s3cret", "127.0.0.1", QStringLiteral("auth_ok:0")},
-            {"x' OR '1'='1", "s3cret", "127.0.0.1", QStringLiteral("auth_ok:0")},
-            {"bob' --", "s3cret", "127.0.0.1", QStringLiteral("auth_ok:0")},
-            {QByteArray(10000, 'b'), "s3cret", "127.0.0.1", QStringLiteral("auth_ok:0")},
-            {"b\xff\xfe", "s3cret", "127.0.0.1", QStringLiteral("auth_ok:0")},
-            {"bob", "s3c\xffret", "127.0.0.1", QStringLiteral("auth_ok:-1")},
-            {"rooted", "pw", "127.0.0.1", QStringLiteral("auth_ok:-1")},
-            {"homeless", "pw", "127.0.0.1", QStringLiteral("auth_ok:-1")},
+        const QList<std::tuple<QByteArray, QByteArray, QString>> cases{
+            {"bob", "wrong", "auth_ok:-1"},         {"bob", "", "auth_ok:-1"},         {"BOB2", "s3cret", "auth_ok:0"},
+            {"x' OR '1'='1", "s3cret", "auth_ok:0"}, {"bob' --", "s3cret", "auth_ok:0"}, {QByteArray(10000, 'b'), "s3cret", "auth_ok:0"},
+            {"b\xff\xfe", "s3cret", "auth_ok:0"},    {"bob", "s3c\xffret", "auth_ok:-1"}, {"rooted", "pw", "auth_ok:-1"},
+            {"homeless", "pw", "auth_ok:-1"},
         };
-        for (const auto& [account, password, address, expected] : cases) {
-            const auto answer = gatewicktest::runHandler(settings, account, password, address);
+        for (const auto& [account, password, expected] : cases) {
+            const auto answer = gatewicktest::runHandler(settings, account, password);
             QVERIFY2(answer.finished, account.left(20).constData());
             QCOMPARE(answer.lines, QStringList({expected, QStringLiteral("end")}));
         }
@@ -89,35 +86,32 @@ private slots:
 
         // A disabled account, and IP rules: global, the account's own, and for everyone ("*").
         db->exec(QStringLiteral("update users set disable_user=1 where username='carol'"));
-        QCOMPARE(gatewicktest::runHandler(settings, "carol", "pw").lines.first(), QStringLiteral("auth_ok:-1"));
+        QCOMPARE(firstLine("carol", "pw"), QStringLiteral("auth_ok:-1"));
         db->exec(QStringLiteral("insert into blocked_ips (ip) values ('10.1.0.0/16')"));
         db->exec(QStringLiteral("insert into blocked_ips_by_user (username, ip) values ('bob', '10.2.*.*')"));
         db->exec(QStringLiteral("insert into blocked_ips_by_user (username, ip) values ('*', '10.3.3.3')"));
-        QCOMPARE(gatewicktest::runHandler(settings, "bob", "s3cret", "10.1.7.7").lines.first(), QStringLiteral("auth_ok:-1"));
-        QCOMPARE(gatewicktest::runHandler(settings, "bob", "s3cret", "10.2.7.7").lines.first(), QStringLiteral("auth_ok:-1"));
-        QCOMPARE(gatewicktest::runHandler(settings, "imported", "migrated", "10.2.7.7").lines.first(), QStringLiteral("auth_ok:1"));
-        QCOMPARE(gatewicktest::runHandler(settings, "imported", "migrated", "10.3.3.3").lines.first(), QStringLiteral("auth_ok:-1"));
-        QCOMPARE(gatewicktest::runHandler(settings, "bob", "s3cret", "10.4.0.1").lines.first(), QStringLiteral("auth_ok:1"));
+        QCOMPARE(firstLine("bob", "s3cret", "10.1.7.7"), QStringLiteral("auth_ok:-1"));
+        QCOMPARE(firstLine("bob", "s3cret", "10.2.7.7"), QStringLiteral("auth_ok:-1"));
+        QCOMPARE(firstLine("imported", "migrated", "10.2.7.7"), QStringLiteral("auth_ok:1"));
+        QCOMPARE(firstLine("imported", "migrated", "10.3.3.3"), QStringLiteral("auth_ok:-1"));
+        QCOMPARE(firstLine("bob", "s3cret", "10.4.0.1"), QStringLiteral("auth_ok:1"));
     }
 
     void failsClosedWithoutADatabase()
     {
         TestEnvironment env;
         // No settings file at all, a folder in its place, and a database that is not there.
-        QCOMPARE(gatewicktest::runHandler(env.path(QStringLiteral("missing.ini")), "bob", "pw").lines,
-                 QStringList({"auth_ok:-1", "end"}));
         QDir().mkpath(env.path(QStringLiteral("folder.ini")));
-        QCOMPARE(gatewicktest::runHandler(env.path(QStringLiteral("folder.ini")), "bob", "pw").lines,
-                 QStringList({"auth_ok:-1", "end"}));
+        for (const char* settings : {"missing.ini", "folder.ini"})
+            QCOMPARE(gatewicktest::runHandler(env.path(QLatin1String(settings)), "bob", "pw").lines, QStringList({"auth_ok:-1", "end"}));
         env.settings.saveConnectionString(QStringLiteral("Provider=SQLite;Data Source=") + env.path(QStringLiteral("none.db")));
         const auto answer = gatewicktest::runHandler(env.settingsPath(), "bob", "pw");
         QCOMPARE(answer.lines, QStringList({"auth_ok:-1", "end"}));
         QVERIFY(answer.errors.contains(QStringLiteral("Quering registry entry HKLM\\Software\\Orvane\\Serv-U\\ConnectionString succeeded.")));
         // A database without the tables refuses too: the handler never falls through.
-        QFile empty(env.path(QStringLiteral("empty.db")));
-        QVERIFY(empty.open(QIODevice::WriteOnly));
-        empty.close();
-        env.settings.saveConnectionString(QStringLiteral("Provider=SQLite;Data Source=") + empty.fileName());
+        const QString empty = gatewicktest::writeFile(env.path(QStringLiteral("empty.db")), {});
+        QVERIFY(!empty.isEmpty());
+        env.settings.saveConnectionString(QStringLiteral("Provider=SQLite;Data Source=") + empty);
         QCOMPARE(gatewicktest::runHandler(env.settingsPath(), "bob", "pw").lines, QStringList({"auth_ok:-1", "end"}));
     }
 };

@@ -5,7 +5,6 @@
 #include <QRegularExpression>
 #include <QTcpServer>
 #include <QTcpSocket>
-#include <QThread>
 
 // The sample configuration of docs/ftp-servers: ProFTPD reading the accounts
 // database through mod_sql, with an account the program created.
@@ -34,13 +33,9 @@ class TestProFtpd : public QObject
 private slots:
     void sampleConfigurationServesTheAccounts()
     {
-        if (::geteuid() != 0 || !QFileInfo(proftpd(QStringLiteral("usr/sbin/proftpd"))).isExecutable()) {
-            const QString reason = QStringLiteral("ProFTPD needs root and its unpacked copy (scripts/fetch-ftp-servers.sh)");
-            const QByteArray ci = qgetenv("CI");
-            if (!ci.isEmpty() && ci != "false")
-                QFAIL(qPrintable(reason));
-            QSKIP(qPrintable(reason));
-        }
+        QUILLMERE_REQUIRE_AVAILABLE(::geteuid() == 0 && QFileInfo(proftpd(QStringLiteral("usr/sbin/proftpd"))).isExecutable()
+                                        ? QString()
+                                        : QStringLiteral("ProFTPD needs root and its unpacked copy (scripts/fetch-ftp-servers.sh)"));
         TestEnvironment env;
         QString whyNot;
         auto db = TestDatabase::create(TestEngine::Sqlite, env, &whyNot);
@@ -50,16 +45,13 @@ private slots:
         QVERIFY(gatewicktest::createAccount(env, QStringLiteral("carl"), QStringLiteral("pw"), gatewicktest::homeFolder(env, QStringLiteral("carl"))));
         db->exec(QStringLiteral("update users set disable_user=1 where username='carl'"));
         // A file of root's in the home folder: listing it asks for its owner by number.
-        QFile rootsFile(home + QStringLiteral("/from-root.txt"));
-        QVERIFY(rootsFile.open(QIODevice::WriteOnly));
-        rootsFile.close();
+        QVERIFY(!gatewicktest::writeFile(home + QStringLiteral("/from-root.txt"), {}).isEmpty());
         // The server reads the database as the folders' owner.
         QProcess::execute(QStringLiteral("chmod"), {QStringLiteral("o+rx"), env.path({})});
         QProcess::execute(QStringLiteral("chmod"), {QStringLiteral("o+r"), env.path(QStringLiteral("accounts.db"))});
 
-        QFile sample(QStringLiteral(QUILLMERE_SOURCE_DIR "/docs/ftp-servers/proftpd-sqlite.conf"));
-        QVERIFY(sample.open(QIODevice::ReadOnly));
-        QString config = QString::fromUtf8(sample.readAll());
+        QString config = QString::fromUtf8(gatewicktest::fileContents(QStringLiteral(QUILLMERE_SOURCE_DIR "/docs/ftp-servers/proftpd-sqlite.conf")));
+        QVERIFY(config.contains(QLatin1String("@PORT@")));
         const int port = freePort();
         const QString run = env.path(QStringLiteral("run"));
         QDir().mkpath(run);
@@ -73,17 +65,15 @@ private slots:
         for (const auto& [placeholder, value] : values)
             config.replace(QLatin1String(placeholder), value);
         QVERIFY(!config.contains(QRegularExpression(QStringLiteral("@[A-Z_]+@"))));
-        QFile configFile(run + QStringLiteral("/proftpd.conf"));
-        QVERIFY(configFile.open(QIODevice::WriteOnly));
-        configFile.write(config.toUtf8());
-        configFile.close();
+        const QString configFile = gatewicktest::writeFile(run + QStringLiteral("/proftpd.conf"), config.toUtf8());
+        QVERIFY(!configFile.isEmpty());
 
         QProcess server;
         QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
         environment.insert(QStringLiteral("LD_LIBRARY_PATH"), proftpd(QStringLiteral("usr/lib/x86_64-linux-gnu")));
         server.setProcessEnvironment(environment);
         server.setProcessChannelMode(QProcess::ForwardedChannels);
-        server.start(proftpd(QStringLiteral("usr/sbin/proftpd")), {QStringLiteral("-n"), QStringLiteral("-q"), QStringLiteral("-c"), configFile.fileName()});
+        server.start(proftpd(QStringLiteral("usr/sbin/proftpd")), {QStringLiteral("-n"), QStringLiteral("-q"), QStringLiteral("-c"), configFile});
         QVERIFY(server.waitForStarted());
         const bool listening = QTest::qWaitFor([port] {
             QTcpSocket probe;
@@ -94,11 +84,7 @@ private slots:
         const QString url = QStringLiteral("ftp://127.0.0.1:%1/").arg(port);
         QByteArray listing;
         const int listed = listening ? curl({QStringLiteral("--user"), QStringLiteral("bob:pw"), url}, &listing) : -1;
-        const QString upload = env.path(QStringLiteral("upload.txt"));
-        QFile uploadFile(upload);
-        uploadFile.open(QIODevice::WriteOnly);
-        uploadFile.write("data\n");
-        uploadFile.close();
+        const QString upload = gatewicktest::writeFile(env.path(QStringLiteral("upload.txt")), "data\n");
         const int uploaded = curl({QStringLiteral("--user"), QStringLiteral("bob:pw"), QStringLiteral("-T"), upload, url + QStringLiteral("upload.txt")});
         const int wrongPassword = curl({QStringLiteral("--user"), QStringLiteral("bob:nope"), url});
         const int disabled = curl({QStringLiteral("--user"), QStringLiteral("carl:pw"), url});

@@ -79,16 +79,12 @@ class TestPureFtpd : public QObject
         QVERIFY2(db.execute(sql), qPrintable(db.lastError()));
     }
 
-    std::unique_ptr<QProcess> curl(const QString& user, const QString& password, const QStringList& more)
+    // curl's exit code; without more arguments it lists the home folder.
+    int curlExit(const QString& user, const QString& password, QStringList more = {})
     {
-        auto process = std::make_unique<QProcess>();
-        process->start(QStringLiteral("curl"), PureFtpdServer::curlArguments(user, password, more));
-        return process;
-    }
-
-    int curlExit(const QString& user, const QString& password, const QStringList& more)
-    {
-        auto process = curl(user, password, more);
+        if (more.isEmpty())
+            more = {QStringLiteral("--list-only"), m_server->url()};
+        auto process = gatewicktest::startCurl(user, password, more);
         process->waitForFinished(60000);
         return process->exitCode();
     }
@@ -96,13 +92,7 @@ class TestPureFtpd : public QObject
 private slots:
     void initTestCase()
     {
-        const QString reason = PureFtpdServer::unavailableReason();
-        if (!reason.isEmpty()) {
-            const QByteArray ci = qgetenv("CI");
-            if (!ci.isEmpty() && ci != "false")
-                QFAIL(qPrintable(reason));
-            QSKIP(qPrintable(reason));
-        }
+        QUILLMERE_REQUIRE_AVAILABLE(PureFtpdServer::unavailableReason());
         m_program = std::make_unique<ProgramUnderTest>();
         m_program->configure();
         m_program->env.settings.saveRegSetting(QStringLiteral("ftp_directory"), gatewicktest::homeFolder(m_program->env, {}) + QLatin1Char('/'));
@@ -172,19 +162,16 @@ private slots:
 
     void listAndUploadInTheHomeFolder()
     {
-        const QString file = m_program->env.path(QStringLiteral("report.txt"));
-        QFile upload(file);
-        QVERIFY(upload.open(QIODevice::WriteOnly));
-        upload.write("quarterly figures\n");
-        upload.close();
+        const QString file = gatewicktest::writeFile(m_program->env.path(QStringLiteral("report.txt")), "quarterly figures\n");
+        QVERIFY(!file.isEmpty());
         QCOMPARE(curlExit(QStringLiteral("alice"), QStringLiteral("pw-alice"), {QStringLiteral("-T"), file, m_server->url(QStringLiteral("/report.txt"))}), 0);
         QVERIFY(QFile::exists(m_program->env.path(QStringLiteral("ftp/alice/report.txt"))));
-        auto listing = curl(QStringLiteral("alice"), QStringLiteral("pw-alice"), {QStringLiteral("--list-only"), m_server->url()});
+        auto listing = gatewicktest::startCurl(QStringLiteral("alice"), QStringLiteral("pw-alice"), {QStringLiteral("--list-only"), m_server->url()});
         QVERIFY(listing->waitForFinished(60000));
         QCOMPARE(listing->exitCode(), 0);
         QVERIFY(listing->readAllStandardOutput().contains("report.txt"));
         // The imported account logs in with its old password.
-        QCOMPARE(curlExit(QStringLiteral("henry"), QStringLiteral("old-pass"), {QStringLiteral("--list-only"), m_server->url()}), 0);
+        QCOMPARE(curlExit(QStringLiteral("henry"), QStringLiteral("old-pass")), 0);
         // An account's rule for other addresses leaves it free from this one.
         QCOMPARE(curlExit(QStringLiteral("erin"), QStringLiteral("pw-erin"), {QStringLiteral("--interface"), QStringLiteral("127.0.1.1"),
                                                                                 QStringLiteral("--list-only"), m_server->url()}),
@@ -193,7 +180,7 @@ private slots:
 
     void ratioAndSpeedLimitReachTheServer()
     {
-        auto login = curl(QStringLiteral("ivan"), QStringLiteral("pw-ivan"), {QStringLiteral("--verbose"), QStringLiteral("--list-only"), m_server->url()});
+        auto login = gatewicktest::startCurl(QStringLiteral("ivan"), QStringLiteral("pw-ivan"), {QStringLiteral("--verbose"), QStringLiteral("--list-only"), m_server->url()});
         QVERIFY(login->waitForFinished(60000));
         QCOMPARE(login->exitCode(), 0);
         const QByteArray dialogue = login->readAllStandardError();
@@ -205,28 +192,20 @@ private slots:
     {
         // The server delays every refusal by seconds, so the refusals run side by side,
         // each with an account of its own (the server counts an account's sessions).
-        struct Case
-        {
-            const char* why;
-            QString user, password, from;
-        };
-        const QList<Case> cases{
-            {"wrong password", QStringLiteral("alice"), QStringLiteral("nope"), QStringLiteral("127.0.0.1")},
-            {"disabled account", QStringLiteral("dave"), QStringLiteral("pw-dave"), QStringLiteral("127.0.0.1")},
-            {"global rule", QStringLiteral("grace"), QStringLiteral("pw-grace"), QStringLiteral("127.0.0.2")},
-            {"rule for everyone", QStringLiteral("henry"), QStringLiteral("old-pass"), QStringLiteral("127.0.0.3")},
-            {"the account's own rule", QStringLiteral("erin"), QStringLiteral("pw-erin"), QStringLiteral("127.0.0.4")},
-            {"unknown account", QStringLiteral("nobody-here"), QStringLiteral("pw"), QStringLiteral("127.0.0.1")},
+        const QList<QStringList> cases{
+            {"wrong password", "alice", "nope", "127.0.0.1"},
+            {"disabled account", "dave", "pw-dave", "127.0.0.1"},
+            {"global rule", "grace", "pw-grace", "127.0.0.2"},
+            {"rule for everyone", "henry", "old-pass", "127.0.0.3"},
+            {"the account's own rule", "erin", "pw-erin", "127.0.0.4"},
+            {"unknown account", "nobody-here", "pw", "127.0.0.1"},
         };
         std::vector<std::unique_ptr<QProcess>> running;
-        for (const Case& each : cases)
-            running.push_back(curl(each.user, each.password, {QStringLiteral("--interface"), each.from, QStringLiteral("--list-only"), m_server->url()}));
-        for (const auto& process : running)
-            process->waitForFinished(60000);
+        for (const QStringList& each : cases)
+            running.push_back(gatewicktest::startCurl(each[1], each[2], {QStringLiteral("--interface"), each[3], QStringLiteral("--list-only"), m_server->url()}));
         for (size_t i = 0; i < running.size(); ++i) {
-            QVERIFY2(running[i]->exitCode() == 67, qPrintable(QStringLiteral("%1: curl ended with %2 %3")
-                                                                  .arg(QLatin1String(cases[static_cast<int>(i)].why))
-                                                                  .arg(running[i]->exitCode())
+            running[i]->waitForFinished(60000);
+            QVERIFY2(running[i]->exitCode() == 67, qPrintable(QStringLiteral("%1: curl ended with %2 %3").arg(cases[int(i)][0]).arg(running[i]->exitCode())
                                                                   .arg(QString::fromUtf8(running[i]->readAllStandardError()))));
         }
     }
@@ -235,11 +214,8 @@ private slots:
     {
         const QString small = m_program->env.path(QStringLiteral("small.bin"));
         const QString large = m_program->env.path(QStringLiteral("large.bin"));
-        for (const auto& [path, size] : {std::pair{small, 1000}, std::pair{large, 5000}}) {
-            QFile file(path);
-            QVERIFY(file.open(QIODevice::WriteOnly));
-            file.write(QByteArray(size, 'q'));
-        }
+        QVERIFY(!gatewicktest::writeFile(small, QByteArray(1000, 'q')).isEmpty());
+        QVERIFY(!gatewicktest::writeFile(large, QByteArray(5000, 'q')).isEmpty());
         QCOMPARE(curlExit(QStringLiteral("frank"), QStringLiteral("pw-frank"), {QStringLiteral("-T"), small, m_server->url(QStringLiteral("/small.bin"))}), 0);
         QVERIFY(curlExit(QStringLiteral("frank"), QStringLiteral("pw-frank"), {QStringLiteral("-T"), large, m_server->url(QStringLiteral("/large.bin"))}) != 0);
         QVERIFY(!QFile::exists(m_program->env.path(QStringLiteral("ftp/frank/large.bin"))));
@@ -267,7 +243,7 @@ private slots:
         QVERIFY(reply().startsWith("331"));
         first.write("PASS pw-grace\r\n");
         QVERIFY(reply().startsWith("230"));
-        QVERIFY(curlExit(QStringLiteral("grace"), QStringLiteral("pw-grace"), {QStringLiteral("--list-only"), m_server->url()}) != 0);
+        QVERIFY(curlExit(QStringLiteral("grace"), QStringLiteral("pw-grace")) != 0);
         first.write("QUIT\r\n");
         reply();
         first.close();

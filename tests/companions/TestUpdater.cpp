@@ -1,13 +1,9 @@
-#include "TestEnvironment.h"
+#include "GatewickFixture.h"
 #include "TestMain.h"
 
 #include "UpdateInstaller.h"
 
-#include <QDir>
-#include <QFile>
-#include <QProcess>
-#include <QTest>
-#include <QThread>
+using gatewicktest::fileContents;
 
 // The updater as the program starts it: in the program's folder, beside the old
 // program, the downloaded package and its signature (made with the tests' own key).
@@ -16,19 +12,12 @@ class TestUpdater : public QObject
     Q_OBJECT
 
     static QString bin(const char* name) { return QStringLiteral(QUILLMERE_BIN_DIR "/") + QLatin1String(name); }
-    static QString secretKey() { return QStringLiteral(QUILLMERE_TEST_KEY_DIR "/secret.key"); }
 
-    static QByteArray contents(const QString& path)
-    {
-        QFile file(path);
-        return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
-    }
+    static void write(const QString& path, const QByteArray& bytes) { QVERIFY(!gatewicktest::writeFile(path, bytes).isEmpty()); }
 
-    static void write(const QString& path, const QByteArray& bytes)
+    static void sign(const QString& package)
     {
-        QFile file(path);
-        QVERIFY(file.open(QIODevice::WriteOnly));
-        file.write(bytes);
+        QCOMPARE(QProcess::execute(bin("sign-package"), {QStringLiteral("sign"), QStringLiteral(QUILLMERE_TEST_KEY_DIR "/secret.key"), package}), 0);
     }
 
     // A program folder: the old program (a copy of a system program), the updater,
@@ -41,32 +30,21 @@ class TestUpdater : public QObject
         QString file(const char* name) const { return path + QLatin1Char('/') + QLatin1String(name); }
     };
 
-    Folder prepare(TestEnvironment& env)
+    static Folder prepare(TestEnvironment& env)
     {
-        Folder folder{env.programDir(), contents(QStringLiteral("/bin/true")), contents(bin("fake-program"))};
+        QDir().mkpath(env.path(QStringLiteral("runtime")));
+        QFile::setPermissions(env.path(QStringLiteral("runtime")), QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
+        Folder folder{env.programDir(), fileContents(QStringLiteral("/bin/true")), fileContents(bin("fake-program"))};
         write(folder.file("Vantrel"), folder.oldProgram);
-        QFile::setPermissions(folder.file("Vantrel"), QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner | QFile::ReadGroup
-                                                          | QFile::ExeGroup);
+        QFile::setPermissions(folder.file("Vantrel"), QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner | QFile::ReadGroup | QFile::ExeGroup);
         QFile::copy(bin("update-for-tests"), folder.file("update.exe"));
         write(folder.file("Vantrel.upg"), folder.newProgram);
         sign(folder.file("Vantrel.upg"));
         return folder;
     }
 
-    static void sign(const QString& package)
+    static void startUpdater(TestEnvironment& env, const Folder& folder, QProcess& updater)
     {
-        QCOMPARE(QProcess::execute(bin("sign-package"), {QStringLiteral("sign"), secretKey(), package}), 0);
-    }
-
-    struct Run
-    {
-        int exitCode = -1;
-        QString errors;
-    };
-
-    static Run runUpdater(TestEnvironment& env, const Folder& folder)
-    {
-        QProcess updater;
         QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
         environment.insert(QStringLiteral("QUILLMERE_UPDATER_UNATTENDED"), QStringLiteral("1"));
         environment.insert(QStringLiteral("XDG_RUNTIME_DIR"), env.path(QStringLiteral("runtime")));
@@ -74,40 +52,31 @@ class TestUpdater : public QObject
         environment.insert(QStringLiteral("QT_QPA_PLATFORM"), QStringLiteral("offscreen"));
         updater.setProcessEnvironment(environment);
         updater.start(folder.file("update.exe"), {});
-        updater.waitForFinished(60000);
-        return {updater.exitCode(), QString::fromUtf8(updater.readAllStandardError())};
     }
 
 private slots:
     void aGenuinePackageReplacesTheProgram()
     {
         TestEnvironment env;
-        QDir().mkpath(env.path(QStringLiteral("runtime")));
-        QFile::setPermissions(env.path(QStringLiteral("runtime")), QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
         const Folder folder = prepare(env);
         // The program still runs for a moment after starting the updater: it holds the lock.
         InstanceLock running(env.path(QStringLiteral("runtime/Vantrel.lock")));
         QVERIFY(running.tryAcquire());
         QProcess updater;
-        QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
-        environment.insert(QStringLiteral("QUILLMERE_UPDATER_UNATTENDED"), QStringLiteral("1"));
-        environment.insert(QStringLiteral("XDG_RUNTIME_DIR"), env.path(QStringLiteral("runtime")));
-        environment.insert(QStringLiteral("FAKE_PROGRAM_MARKER"), env.path(QStringLiteral("started.txt")));
-        updater.setProcessEnvironment(environment);
-        updater.start(folder.file("update.exe"), {});
+        startUpdater(env, folder, updater);
         QVERIFY(updater.waitForStarted());
         QVERIFY(!updater.waitForFinished(500));
-        QCOMPARE(contents(folder.file("Vantrel")), folder.oldProgram);
+        QCOMPARE(fileContents(folder.file("Vantrel")), folder.oldProgram);
         running.release();
         QVERIFY(updater.waitForFinished(30000));
         QVERIFY2(updater.exitCode() == 0, updater.readAllStandardError().constData());
 
-        QCOMPARE(contents(folder.file("Vantrel")), folder.newProgram);
-        QCOMPARE(contents(folder.file("Vantrel.bak")), folder.oldProgram);
+        QCOMPARE(fileContents(folder.file("Vantrel")), folder.newProgram);
+        QCOMPARE(fileContents(folder.file("Vantrel.bak")), folder.oldProgram);
         QVERIFY(!QFile::exists(folder.file("Vantrel.upg")));
         // The program file keeps its permissions, and the new program was started.
         QCOMPARE(QFile::permissions(folder.file("Vantrel")) & 0x7777, QFile::permissions(folder.file("Vantrel.bak")) & 0x7777);
-        QVERIFY(QTest::qWaitFor([&] { return contents(env.path(QStringLiteral("started.txt"))) == "started\n"; }, 10000));
+        QVERIFY(QTest::qWaitFor([&] { return fileContents(env.path(QStringLiteral("started.txt"))) == "started\n"; }, 10000));
     }
 
     void packagesThatAreNotGenuineAreNeverInstalled_data()
@@ -127,16 +96,15 @@ private slots:
         QFETCH(QString, damage);
         QFETCH(QString, reason);
         TestEnvironment env;
-        QDir().mkpath(env.path(QStringLiteral("runtime")));
         const Folder folder = prepare(env);
         if (damage == QLatin1String("signature")) {
-            QByteArray signature = contents(folder.file("Vantrel.upg.sig"));
+            QByteArray signature = fileContents(folder.file("Vantrel.upg.sig"));
             signature[10] = static_cast<char>(signature[10] ^ 0x55);
             write(folder.file("Vantrel.upg.sig"), signature);
         } else if (damage == QLatin1String("truncate")) {
             write(folder.file("Vantrel.upg"), folder.newProgram.left(folder.newProgram.size() / 2));
         } else if (damage == QLatin1String("unsigned")) {
-            QFile::remove(folder.file("Vantrel.upg.sig"));
+            QVERIFY(QFile::remove(folder.file("Vantrel.upg.sig")));
         } else if (damage == QLatin1String("empty")) {
             write(folder.file("Vantrel.upg"), {});
         } else if (damage == QLatin1String("text")) {
@@ -146,20 +114,23 @@ private slots:
             // A backup that cannot be taken away: a folder with something in it.
             QDir().mkpath(folder.file("Vantrel.bak") + QStringLiteral("/inside"));
         }
-        const Run run = runUpdater(env, folder);
-        QCOMPARE(run.exitCode, 1);
-        QVERIFY2(run.errors.contains(reason), qPrintable(run.errors));
-        QCOMPARE(contents(folder.file("Vantrel")), folder.oldProgram);
+        QProcess updater;
+        startUpdater(env, folder, updater);
+        QVERIFY(updater.waitForFinished(60000));
+        const QString errors = QString::fromUtf8(updater.readAllStandardError());
+        QCOMPARE(updater.exitCode(), 1);
+        QVERIFY2(errors.contains(reason), qPrintable(errors));
+        QCOMPARE(fileContents(folder.file("Vantrel")), folder.oldProgram);
         QVERIFY(!QFile::exists(env.path(QStringLiteral("started.txt"))));
     }
 
     void signatureCheckItself()
     {
-        const QByteArray key = QByteArray::fromHex(contents(QStringLiteral(QUILLMERE_TEST_KEY_DIR "/public.key")).trimmed());
+        const QByteArray key = QByteArray::fromHex(fileContents(QStringLiteral(QUILLMERE_TEST_KEY_DIR "/public.key")).trimmed());
         QCOMPARE(key.size(), 32);
         QVERIFY(!UpdateInstaller::signatureMatches("data", QByteArray(64, 'x'), key));
         QVERIFY(!UpdateInstaller::signatureMatches("data", QByteArray(64, 'x'), QByteArray(31, 'k')));
-        QVERIFY(UpdateInstaller::isProgramOfThisPlatform(contents(QStringLiteral("/bin/true"))));
+        QVERIFY(UpdateInstaller::isProgramOfThisPlatform(fileContents(QStringLiteral("/bin/true"))));
         QVERIFY(!UpdateInstaller::isProgramOfThisPlatform("MZ not here"));
     }
 };
