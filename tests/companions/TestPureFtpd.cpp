@@ -4,6 +4,8 @@
 #include "TestMain.h"
 
 #include "AuthRules.h"
+#include "IniUsers.h"
+#include "MigrationImporter.h"
 #include "server/ConfigureWindow.h"
 #include "shell/MainWindow.h"
 
@@ -101,8 +103,15 @@ private slots:
 
         for (const char* name : {"alice", "dave", "erin", "frank", "grace", "ivan"})
             createAccount(QLatin1String(name), QStringLiteral("pw-") + QLatin1String(name));
-        // An account whose password came from the server's INI file in its salted MD5 form.
-        createAccount(QStringLiteral("henry"), QStringLiteral("hx") + gatewick::saltedMd5(QStringLiteral("hx"), QStringLiteral("old-pass")).toUpper());
+        // An account migrated from the server's INI file: its password in the salted MD5 form, and a deny rule of its own.
+        const QString ini = gatewicktest::writeFile(
+            m_program->env.path(QStringLiteral("ServUDaemon.ini")),
+            QStringLiteral("[USER=henry|1]\r\nPassword=hx%1\r\nHomeDir=%2\r\nAccess1=%2|RWAMLCD\r\nIPAccess1=D|127.0.0.5\r\n")
+                .arg(gatewick::saltedMd5(QStringLiteral("hx"), QStringLiteral("old-pass")).toUpper(), gatewicktest::homeFolder(m_program->env, QStringLiteral("henry")))
+                .toUtf8());
+        const migration::ReadOutcome read = migration::readIniUsers(ini, migration::Generation::V4);
+        QVERIFY2(read.ok, qPrintable(read.error));
+        QCOMPARE(migration::MigrationImporter(m_program->env.settings.readConnectionString()).run(read.source, {}, {}).imported, QStringList{"henry"});
 
         const auto selectUser = [this](const char* name) {
             auto* users = control<QListWidget>(&main(), "lstUsers");
@@ -170,7 +179,7 @@ private slots:
         QVERIFY(listing->waitForFinished(60000));
         QCOMPARE(listing->exitCode(), 0);
         QVERIFY(listing->readAllStandardOutput().contains("report.txt"));
-        // The imported account logs in with its old password.
+        // The migrated account logs in with its old password.
         QCOMPARE(curlExit(QStringLiteral("henry"), QStringLiteral("old-pass")), 0);
         // An account's rule for other addresses leaves it free from this one.
         QCOMPARE(curlExit(QStringLiteral("erin"), QStringLiteral("pw-erin"), {QStringLiteral("--interface"), QStringLiteral("127.0.1.1"),
@@ -196,7 +205,8 @@ private slots:
             {"wrong password", "alice", "nope", "127.0.0.1"},
             {"disabled account", "dave", "pw-dave", "127.0.0.1"},
             {"global rule", "grace", "pw-grace", "127.0.0.2"},
-            {"rule for everyone", "henry", "old-pass", "127.0.0.3"},
+            {"rule for everyone", "ivan", "pw-ivan", "127.0.0.3"},
+            {"a migrated account's own rule", "henry", "old-pass", "127.0.0.5"},
             {"the account's own rule", "erin", "pw-erin", "127.0.0.4"},
             {"unknown account", "nobody-here", "pw", "127.0.0.1"},
         };
