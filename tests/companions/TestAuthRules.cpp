@@ -47,7 +47,6 @@ private slots:
         QVERIFY(!gatewick::passwordMatches(QString(), QString()));
         // The salted MD5 form of the server's INI file, in either case of hex digits.
         const QString stored = QStringLiteral("kx") + gatewick::saltedMd5(QStringLiteral("kx"), QStringLiteral("opensesame")).toUpper();
-        QCOMPARE(stored.size(), 34);
         QCOMPARE(gatewick::saltedMd5(QStringLiteral("kx"), QStringLiteral("opensesame")),
                  QString::fromLatin1(QCryptographicHash::hash("kxopensesame", QCryptographicHash::Md5).toHex()));
         QVERIFY(gatewick::passwordMatches(stored, QStringLiteral("opensesame")));

@@ -322,29 +322,21 @@ private slots:
     {
         QTest::addColumn<MigratedAccount>("candidate");
         QTest::addColumn<QString>("reason");
-        const MigratedAccount plain = account("plain");
-        const auto changed = [&plain](const std::function<void(MigratedAccount&)>& change) {
-            MigratedAccount copy = plain;
-            change(copy);
-            return copy;
+        const auto row = [](const char* name, const std::function<void(MigratedAccount&)>& change, const QString& reason) {
+            MigratedAccount changed = account("plain");
+            change(changed);
+            QTest::newRow(name) << changed << reason;
         };
-        QTest::newRow("fits") << plain << QString();
-        QTest::newRow("no name") << changed([](MigratedAccount& a) { a.name = QStringLiteral("  "); }) << QStringLiteral("no name");
-        QTest::newRow("no home") << changed([](MigratedAccount& a) { a.homedir.clear(); }) << QStringLiteral("no home folder");
-        QTest::newRow("name of 51") << changed([](MigratedAccount& a) { a.name = QString(51, QLatin1Char('n')); })
-                                    << QStringLiteral("the name is 51 characters long; the database takes at most 50");
-        QTest::newRow("home of 513") << changed([](MigratedAccount& a) { a.homedir = QString(513, QLatin1Char('h')); })
-                                     << QStringLiteral("the home folder is 513 characters long");
-        QTest::newRow("rights of 9") << changed([](MigratedAccount& a) { a.access = {{QStringLiteral("/x"), QStringLiteral("RWAMELCDX"), false}}; })
-                                     << QStringLiteral("the rights of \"/x\"");
-        QTest::newRow("ip of 16") << changed([](MigratedAccount& a) { a.deniedIps = {QStringLiteral("192.168.100.0/24")}; })
-                                  << QStringLiteral("the IP rule \"192.168.100.0/24\" is 16 characters long");
-        QTest::newRow("empty ip") << changed([](MigratedAccount& a) { a.deniedIps = {QString()}; }) << QStringLiteral("IP rules is empty");
-        QTest::newRow("maintenance of 9") << changed([](MigratedAccount& a) { a.maintenance = QStringLiteral("123456789"); })
-                                          << QStringLiteral("maintenance");
-        QTest::newRow("placeholder in a folder") << changed([](MigratedAccount& a) {
-            a.access = {{QStringLiteral("%2") + QString(511, QLatin1Char('d')), QStringLiteral("R"), false}};
-        }) << QStringLiteral("the folder \"%2ddd");
+        row("fits", [](MigratedAccount&) {}, {});
+        row("no name", [](MigratedAccount& a) { a.name = QStringLiteral("  "); }, "no name");
+        row("no home", [](MigratedAccount& a) { a.homedir.clear(); }, "no home folder");
+        row("name of 51", [](MigratedAccount& a) { a.name = QString(51, QLatin1Char('n')); }, "the name is 51 characters long; the database takes at most 50");
+        row("home of 513", [](MigratedAccount& a) { a.homedir = QString(513, QLatin1Char('h')); }, "the home folder is 513 characters long");
+        row("rights of 9", [](MigratedAccount& a) { a.access = {{"/x", "RWAMELCDX", false}}; }, "the rights of \"/x\"");
+        row("ip of 16", [](MigratedAccount& a) { a.deniedIps = {"192.168.100.0/24"}; }, "the IP rule \"192.168.100.0/24\" is 16 characters long");
+        row("empty ip", [](MigratedAccount& a) { a.deniedIps = {QString()}; }, "IP rules is empty");
+        row("maintenance of 9", [](MigratedAccount& a) { a.maintenance = QStringLiteral("123456789"); }, "maintenance");
+        row("placeholder in a folder", [](MigratedAccount& a) { a.access = {{"%2" + QString(511, QLatin1Char('d')), "R", false}}; }, "the folder \"%2ddd");
     }
     void accountsTheColumnsCannotHold()
     {
