@@ -127,8 +127,8 @@ private slots:
         QTest::addColumn<QString>("item");
         QTest::addColumn<QDate>("expected");
         QTest::addColumn<QString>("monthItem");
-        const auto key = [](const char* name, QDate start, Qt::Key key, QDate expected, const char* month) {
-            QTest::newRow(name) << start << int(key) << QString() << QString() << expected << QString::fromLatin1(month);
+        const auto key = [](const char* name, QDate start, Qt::Key pressed, QDate expected, const char* month) {
+            QTest::newRow(name) << start << int(pressed) << QString() << QString() << expected << QString::fromLatin1(month);
         };
         key("Right on a month's last day", QDate(2026, 4, 30), Qt::Key_Right, QDate(2026, 5, 1), "May");
         key("Right on 31 December", QDate(2026, 12, 31), Qt::Key_Right, QDate(2027, 1, 1), "January");
