@@ -25,13 +25,7 @@ public:
     int port() const { return m_port; }
     QString url(const QString& path = QStringLiteral("/")) const;
 
-    // Runs curl against the server; returns curl's exit code (0 is success).
-    struct Result
-    {
-        int exitCode = -1;
-        QByteArray output;
-        QByteArray errors;
-    };
+    // The arguments that make curl log in to the server as the given account.
     static QStringList curlArguments(const QString& user, const QString& password, const QStringList& more);
 
 private:
