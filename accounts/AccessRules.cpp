@@ -49,15 +49,58 @@ bool readInherit(const QString& text)
     return text.trimmed() == QLatin1String("1");
 }
 
+QString encodeField(const QString& text)
+{
+    QString field;
+    field.reserve(text.size());
+    for (const QChar c : text) {
+        if (c == QLatin1Char('%'))
+            field += QLatin1String("%25");
+        else if (c == QLatin1Char('|'))
+            field += QLatin1String("%7C");
+        else if (c == Separator)
+            field += QLatin1String("%A7");
+        else
+            field += c;
+    }
+    return field;
+}
+
+QString decodeField(const QString& field)
+{
+    if (!field.contains(QLatin1Char('%')))
+        return field;
+    QString text;
+    text.reserve(field.size());
+    for (qsizetype i = 0; i < field.size(); ++i) {
+        const QStringView code = QStringView(field).mid(i, 3);
+        if (code.compare(QLatin1String("%25"), Qt::CaseInsensitive) == 0)
+            text += QLatin1Char('%');
+        else if (code.compare(QLatin1String("%7C"), Qt::CaseInsensitive) == 0)
+            text += QLatin1Char('|');
+        else if (code.compare(QLatin1String("%A7"), Qt::CaseInsensitive) == 0)
+            text += Separator;
+        else {
+            text += field.at(i);
+            continue;
+        }
+        i += 2;
+    }
+    return text;
+}
+
 QString entryText(const Entry& entry)
 {
-    return QStringList{entry.user, entry.directory, entry.rights, entry.inherit}.join(QLatin1Char('|'));
+    return QStringList{encodeField(entry.user), encodeField(entry.directory), encodeField(entry.rights),
+                       encodeField(entry.inherit)}
+        .join(QLatin1Char('|'));
 }
 
 Entry parseEntry(const QString& piece)
 {
     const QStringList fields = piece.split(QLatin1Char('|'));
-    return {fields.value(0), fields.value(1), fields.value(2), fields.value(3)};
+    return {decodeField(fields.value(0)), decodeField(fields.value(1)), decodeField(fields.value(2)),
+            decodeField(fields.value(3))};
 }
 
 QList<Entry> entries(const QString& list)
@@ -101,7 +144,7 @@ QString renameUser(const QString& list, const QString& newName)
 {
     return rewritePieces(list, [&](const QString& piece) {
         QStringList fields = piece.split(QLatin1Char('|'));
-        fields[0] = newName;
+        fields[0] = encodeField(newName);
         return fields.join(QLatin1Char('|'));
     });
 }

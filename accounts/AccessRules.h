@@ -6,7 +6,10 @@
 // The directory access entries of an account while the page edits them: each entry
 // is "user|directory|rights|inherit", and the entries are joined by the section
 // sign. Empty pieces are allowed and skipped by every reader; an entry whose
-// directory is empty has been deleted and writes no row.
+// directory is empty has been deleted and writes no row. Rows written by other tools
+// may hold "|" or the section sign themselves, so a field carries "%", "|" and the
+// section sign as "%25", "%7C" and "%A7": any text goes through the list unchanged,
+// and ordinary names and paths read as they always did.
 namespace accessrules {
 
 inline constexpr QChar Separator = QChar(0x00A7);
@@ -39,8 +42,12 @@ QString rightsLetters(const Rights& rights);
 // The inherit flag is set only when the text, trimmed, is exactly "1".
 bool readInherit(const QString& text);
 
+// A field as the list carries it, and back.
+QString encodeField(const QString& text);
+QString decodeField(const QString& field);
+
 QString entryText(const Entry& entry);
-// Splits one piece at "|"; missing fields are empty.
+// Splits one piece at "|" and decodes its fields; missing fields are empty.
 Entry parseEntry(const QString& piece);
 // The non-empty pieces, parsed, in order.
 QList<Entry> entries(const QString& list);

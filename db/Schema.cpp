@@ -195,6 +195,19 @@ const Table& table(const QString& name)
     return accountTables().front();
 }
 
+std::optional<int> textLimit(const QString& tableName, const QString& columnName, Engine engine)
+{
+    for (const Column& column : table(tableName).columns) {
+        if (column.name.compare(columnName, Qt::CaseInsensitive) != 0)
+            continue;
+        // Access and the SQLite template keep Memo columns without a width.
+        if ((engine == Engine::Access || engine == Engine::Sqlite) && isMemo(column))
+            return std::nullopt;
+        return column.width;
+    }
+    return std::nullopt;
+}
+
 bool isMemo(const Column& column)
 {
     return (column.type == ColumnType::NVarChar || column.type == ColumnType::VarChar) && column.width >= 256;
@@ -290,7 +303,12 @@ QStringList accountDeletionStatements(const QString& name)
 {
     const QString quoted = sqlQuote(name);
     QStringList statements;
+    // Rows under "*" hold for every account; an account that other tools named "*"
+    // takes only its own users row with it.
+    const bool everyAccount = name == QLatin1String("*");
     for (const char* table : {"blocked_ips_by_user", "dir_rights", "file_rights", "ratio_free_files", "users"}) {
+        if (everyAccount && qstrcmp(table, "users") != 0)
+            continue;
         const QString tableName = QLatin1String(table);
         statements << QStringLiteral("DELETE FROM %1 WHERE %1.username=").arg(tableName) + quoted;
     }

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "db/Engine.h"
+
 #include <QString>
 #include <QStringList>
 
@@ -51,6 +53,9 @@ QStringList sqliteTemplateStatements();
 // The statements that delete every row under an account's name, the per-account
 // tables first and users last, so that a failure part-way leaves the account listed.
 QStringList accountDeletionStatements(const QString& name);
+
+// The most characters a text column holds on an engine; nullopt for no limit.
+std::optional<int> textLimit(const QString& tableName, const QString& columnName, Engine engine);
 
 // Access's Memo columns are the text columns of 256 characters and more.
 bool isMemo(const Column& column);

@@ -183,10 +183,10 @@ void IniAccountReader::take(const IniEntry& entry)
         break;
     case Key::QuotaMax:
     case Key::QuotaCurrent:
-        if (const auto bytes = readNumber(value); bytes && *bytes >= 0)
+        if (const auto bytes = readNumber(value); bytes && *bytes >= 0 && numbers::fitsNumeric(*bytes))
             (*key == Key::QuotaMax ? m_account.quotaMaxBytes : m_account.quotaCurrentBytes) = *bytes;
         else
-            leave(entry.key, value, QStringLiteral("not a number of bytes"));
+            leave(entry.key, value, QStringLiteral("not a number of bytes the quota columns hold"));
         break;
     case Key::RatioKind:
         m_ratioKind = entry;

@@ -1,5 +1,7 @@
 #include "IniUsers.h"
 
+#include "accounts/AccountNames.h"
+
 #include "IniAccountReader.h"
 #include "IniDocument.h"
 #include "IniValues.h"
@@ -106,10 +108,11 @@ private:
     {
         ++m_userSectionCount;
         const QString header = QStringLiteral("[%1]").arg(section.name);
-        if (name.isEmpty() || name.size() > NameWidth) {
-            const QString reason = name.isEmpty()
-                ? QStringLiteral("a user section without a name")
-                : QStringLiteral("the name is longer than the %1 characters the username column holds").arg(NameWidth);
+        const auto refused = accounts::newNameProblem(name);
+        if (name.isEmpty() || name.size() > NameWidth || refused) {
+            const QString reason = name.isEmpty()         ? QStringLiteral("a user section without a name")
+                : name.size() > NameWidth ? QStringLiteral("the name is longer than the %1 characters the username column holds").arg(NameWidth)
+                                          : *refused;
             m_source.notCarried.append({name, header, QStringLiteral("line %1").arg(section.lineNumber), reason});
             m_source.warnings << QStringLiteral("The user section at line %1 was not read: %2.").arg(QString::number(section.lineNumber), reason);
             return;

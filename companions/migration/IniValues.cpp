@@ -29,7 +29,10 @@ std::optional<double> readNumber(const QString& text)
     const QString trimmed = text.trimmed();
     if (!plain.match(trimmed).hasMatch())
         return std::nullopt;
-    return trimmed.toDouble();
+    // Hundreds of digits read as infinity, which no column holds.
+    bool ok = false;
+    const double value = trimmed.toDouble(&ok);
+    return ok && std::isfinite(value) ? std::optional<double>(value) : std::nullopt;
 }
 
 int minutesFromSeconds(qint64 seconds)
@@ -80,11 +83,6 @@ AccessReading readAccess(const QString& value)
     }
     if (folder.size() > PathWidth) {
         reading.problem = QStringLiteral("the folder is longer than the %1 characters the directory column holds").arg(PathWidth);
-        return reading;
-    }
-    if (folder.contains(QChar(accessrules::Separator)) || folder.contains(QLatin1Char('|'))) {
-        reading.problem = QStringLiteral("the folder holds \"|\" or \"%1\", which separate the program's access entries")
-                              .arg(QChar(accessrules::Separator));
         return reading;
     }
     QString known;

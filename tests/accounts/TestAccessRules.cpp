@@ -1,6 +1,7 @@
 #include "TestMain.h"
 
 #include "accounts/AccessRules.h"
+#include "accounts/AccountNames.h"
 
 #include <QTest>
 
@@ -39,6 +40,26 @@ private slots:
         QCOMPARE(accessrules::appendEntry(QString(), {QStringLiteral("bob"), QStringLiteral("c:\\x"), QStringLiteral("RL"), QStringLiteral("1")}),
                  QStringLiteral("\u00A7bob|c:\\x|RL|1"));
         QCOMPARE(accessrules::parseEntry(QStringLiteral("bob|c:\\x")).rights, QString());
+    }
+
+    // Fields that hold the separators themselves, as other tools write them, go
+    // through the list unchanged; ordinary fields read as they always did.
+    void anyTextSurvivesTheList()
+    {
+        const accessrules::Entry odd{QStringLiteral("a|b\u00A7c"), QStringLiteral("c:\\50% off|x\u00A7y %7C"), QStringLiteral("RL"),
+                                     QStringLiteral("1")};
+        const QString list = accessrules::appendEntry(QStringLiteral("bob|c:\\ftp|R|0"), odd);
+        QCOMPARE(list.count(accessrules::Separator), 1);
+        const QList<accessrules::Entry> read = accessrules::entries(list);
+        QCOMPARE(read.size(), 2);
+        QCOMPARE(read[1].user, odd.user);
+        QCOMPARE(read[1].directory, odd.directory);
+        QCOMPARE(accessrules::entries(accessrules::removeDirectory(list, odd.directory))[1].directory, QString());
+        QCOMPARE(accessrules::entries(accessrules::renameUser(list, QStringLiteral("x|y")))[0].user, QStringLiteral("x|y"));
+        QCOMPARE(accessrules::entryText({QStringLiteral("bob"), QStringLiteral("c:\\ftp"), QStringLiteral("RL"), QStringLiteral("1")}),
+                 QStringLiteral("bob|c:\\ftp|RL|1"));
+        QVERIFY(accounts::newNameProblem(QStringLiteral("a|b")) && accounts::newNameProblem(QStringLiteral(" * ")));
+        QVERIFY(!accounts::newNameProblem(QStringLiteral("*bob")));
     }
 };
 

@@ -152,13 +152,15 @@ private slots:
                             << QStringList{"10.20.30.*", "172.16.0.0/12", "203.0.113.7"}
                             << QStringList{"\"ALICE\" appears twice (lines 28 and 104); the first, at line 28, was kept",
                                            "\"ghost\" is listed in [Domain1]", "\"dave\" is in no domain's user list",
-                                           "\"anonymous\" has no password", "line 114 was not read"}
+                                           "\"anonymous\" has no password", "line 114 was not read",
+                                           "line 118 was not read: A user name may not hold"}
                             << QList<QStringList>{
                                    {"", "[GLOBAL] RegistrationKey", "server setting"}, {"", "[GLOBAL] ProcessID", "server setting"},
                                    {"", "[GLOBAL] IPAccess2", "allow rule"}, {"", "[GLOBAL] IPAccess4", "does not apply as written"},
                                    {"", "[DOMAINS] Domain1", "no domains"}, {"", "[DOMAINS] Domain2", "no domains"},
                                    {"", "[Domain1] LogSystemMes", "server setting"}, {"", "[ServUAdmin] WindowPos", "not read"},
                                    {"ALICE", "[USER=ALICE|2]", "second section"}, {longName, "[USER=" + longName + "|1]", "longer than the 50"},
+                                   {QStringLiteral("pipe§name"), QStringLiteral("[USER=pipe§name|1]"), "may not hold"},
                                    {"alice", "ChangePassword", "change their own password"}, {"alice", "Access3", "\"X\""},
                                    {"alice", "IPAccess2", "allow rule"}, {"alice", "SKEYValues", "S/KEY"},
                                    {"alice", "FavouriteColour", "not a key the migration knows"}, {"alice", "SpeedLimitDown", "64 KBps"},
@@ -350,7 +352,7 @@ private slots:
         QTest::newRow("no rights") << "C:\\A|" << "c:\\a" << "" << false << "";
         QTest::newRow("no bar") << "C:\\A" << "" << "" << false << "";
         QTest::newRow("no folder") << "|RL" << "" << "" << false << "";
-        QTest::newRow("section sign") << QStringLiteral("C:\\§|RL") << "" << "" << false << "";
+        QTest::newRow("separators") << QStringLiteral("C:\\§ 1|2|RL") << QStringLiteral("c:\\§ 1|2") << "RL" << false << "";
     }
 
     void accessEntries()
