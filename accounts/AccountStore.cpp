@@ -1,5 +1,6 @@
 #include "accounts/AccountStore.h"
 
+#include "accounts/AccountNames.h"
 #include "db/Schema.h"
 #include "db/SqlText.h"
 #include "platform/PathInfo.h"
@@ -64,6 +65,71 @@ bool writeEntries(Session& session, AppContext& context, const PageState& page, 
     return true;
 }
 
+// The texts a save writes, measured against the columns of the engine at hand
+// before anything is written.
+bool fitsColumns(AppContext& context, Engine engine, const PageState& page, const PageValues& values, const QString& home)
+{
+    const auto fits = [engine](const char* table, const char* column, const QString& text) {
+        const auto limit = schema::textLimit(QLatin1String(table), QLatin1String(column), engine);
+        return !limit || text.size() <= *limit;
+    };
+    if (!fits("users", "homedir", home)) {
+        warn(context, tooLong(QStringLiteral("Home Directory")));
+        return false;
+    }
+    if (!values.keepStoredNotes && !fits("users", "comments", values.notes)) {
+        warn(context, tooLong(QStringLiteral("Notes")));
+        return false;
+    }
+    QStringList directories;
+    if (page.saveMode == SaveMode::NewUser) {
+        if (values.selectedDirectory)
+            directories << *values.selectedDirectory;
+    } else {
+        for (const accessrules::Entry& entry : accessrules::entries(page.accessRuleList))
+            directories << entry.directory;
+    }
+    for (const QString& directory : directories) {
+        if (!fits("dir_rights", "directory", directory)) {
+            warn(context, tooLong(QStringLiteral("directory")));
+            return false;
+        }
+    }
+    return true;
+}
+
+// Looks a name up ignoring case, as the engines of Windows always compared names;
+// Access does so by itself and knows no Lower.
+std::optional<bool> nameTaken(Session& session, const QString& name)
+{
+    const QString sql = session.engine() == Engine::Access
+        ? QStringLiteral("select username from users where username=") + sqlQuote(name)
+        : QStringLiteral("select username from users where Lower(username)=Lower(") + sqlQuote(name) + QStringLiteral(")");
+    Rows rows = session.select(sql);
+    if (!rows.isValid())
+        return std::nullopt;
+    return rows.next();
+}
+
+void tellNameInUse(AppContext& context)
+{
+    context.prompter.tell(QStringLiteral("Username in use"), QStringLiteral("That username is already in use. Please choose another."),
+                          prompt::Icon::Exclamation);
+}
+
+// A name checked when the new account was prepared may have been taken since.
+bool newNameAvailable(AppContext& context, Session& session, const QString& name)
+{
+    if (const auto problem = newNameProblem(name)) {
+        warn(context, *problem);
+        return false;
+    }
+    const auto taken = nameTaken(session, name);
+    if (taken && *taken)
+        tellNameInUse(context);
+    return taken && !*taken;
+}
+
 } // namespace
 
 std::optional<QStringList> readUserNames(AppContext& context)
@@ -92,11 +158,17 @@ LoadedUser loadUser(AppContext& context, const QString& name)
     Rows basics = session.select(QStringLiteral("SELECT username, homedir, comments FROM users WHERE username=") + quoted);
     if (!basics.isValid())
         return user;
+    const auto columnLimit = schema::textLimit(QStringLiteral("users"), QStringLiteral("comments"), session.engine());
+    user.commentsLimit = columnLimit ? std::min(*columnLimit, MaxNotes) : MaxNotes;
     while (basics.next()) {
         user.rowFound = true;
         user.username = basics.text(QStringLiteral("username"));
         user.homedir = basics.text(QStringLiteral("homedir"));
         user.comments = basics.text(QStringLiteral("comments"));
+        // Notes of another tool may run to megabytes; the page shows what a save may store.
+        user.commentsCut = user.comments.size() > user.commentsLimit;
+        if (user.commentsCut)
+            user.comments.truncate(user.commentsLimit);
     }
     context.logStatus(QStringLiteral("getdata for this page"));
 
@@ -204,8 +276,19 @@ bool saveUser(AppContext& context, PageState& page, const PageValues& values)
     Session session(context);
     if (!session.open())
         return false;
+    if (!fitsColumns(context, session.engine(), page, values, home))
+        return false;
 
-    const QString user = sqlQuote(values.username);
+    // A new account takes the name on the page; an update never renames one.
+    const bool creates = page.saveMode != SaveMode::Update;
+    const QString name = creates ? values.username : page.currentUser;
+    const QString user = sqlQuote(name);
+    Transaction work(session);
+    if (!work.isUsable())
+        return false;
+    if (creates && !newNameAvailable(context, session, name))
+        return false;
+
     const QString insertAccount =
         QStringLiteral("INSERT INTO [users]([username], [homedir], [password], [comments], [max_concurrent], "
                        "[max_logins_per_ip], [quota_current])VALUES(%1, %2, %3, %4, 1, 1, 0)")
@@ -217,9 +300,15 @@ bool saveUser(AppContext& context, PageState& page, const PageValues& values)
         context.logStatus(QStringLiteral("Update users table with new info"));
         const QString passwordPart =
             passwordChanged ? QStringLiteral(", [password]=") + sqlQuote(values.password) : QString();
-        if (!session.execute(QStringLiteral("UPDATE [users] SET [username]=%1, [homedir]=%2%3, [comments]=%4 WHERE [username]=%5")
-                                 .arg(user, sqlQuote(home), passwordPart, notes, sqlQuote(page.currentUser))))
+        // Notes cut for showing and left alone by the administrator keep their stored text.
+        const QString notesPart = values.keepStoredNotes ? QString() : QStringLiteral(", [comments]=") + notes;
+        if (!session.execute(QStringLiteral("UPDATE [users] SET [username]=") + user + QStringLiteral(", [homedir]=")
+                             + sqlQuote(home) + passwordPart + notesPart + QStringLiteral(" WHERE [username]=") + user))
             return false;
+        if (session.database()->rowsAffected() == 0) {
+            warn(context, QStringLiteral("The account %1 is no longer in the database, so nothing was saved.").arg(name));
+            return false;
+        }
         context.logStatus(QStringLiteral("Delete all dir rights"));
         if (!session.execute(deleteEntries) || !writeEntries(session, context, page, values, pageRights))
             return false;
@@ -232,9 +321,10 @@ bool saveUser(AppContext& context, PageState& page, const PageValues& values)
         if (values.selectedDirectory) {
             context.logStatus(QStringLiteral("insert into dir_rights (new user)"));
             if (!session.execute(QStringLiteral("INSERT INTO [dir_rights] ([username], [directory], [dir_rights], [inherit_subdirs]) "
-                                                "VALUES (%1, %2, %3, %4)")
-                                     .arg(user, sqlQuote(values.selectedDirectory->toLower()), pageRights,
-                                          values.pageInherit ? QStringLiteral("1") : QStringLiteral("0"))))
+                                                "VALUES (")
+                                 + user + QStringLiteral(", ") + sqlQuote(values.selectedDirectory->toLower())
+                                 + QStringLiteral(", ") + pageRights + QStringLiteral(", ")
+                                 + (values.pageInherit ? QStringLiteral("1") : QStringLiteral("0")) + QStringLiteral(")")))
                 return false;
         }
         break;
@@ -247,6 +337,9 @@ bool saveUser(AppContext& context, PageState& page, const PageValues& values)
             return false;
         break;
     }
+    // The page describes what the database holds only once everything has landed.
+    if (!work.commit())
+        return false;
     page.saveMode = SaveMode::Update;
     context.logStatus(QStringLiteral("close database"));
     return true;
@@ -277,10 +370,21 @@ std::optional<bool> nameInUse(AppContext& context, const QString& name)
     Session session(context);
     if (!session.open())
         return std::nullopt;
-    Rows rows = session.select(QStringLiteral("select username from users where username=") + sqlQuote(name));
-    if (!rows.isValid())
+    return nameTaken(session, name);
+}
+
+std::optional<bool> checkNewName(AppContext& context, const QString& name)
+{
+    if (const auto problem = newNameProblem(name)) {
+        warn(context, *problem);
+        return false;
+    }
+    const auto inUse = nameInUse(context, name);
+    if (!inUse)
         return std::nullopt;
-    return rows.next();
+    if (*inUse)
+        tellNameInUse(context);
+    return !*inUse;
 }
 
 } // namespace accounts

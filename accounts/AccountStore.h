@@ -31,6 +31,9 @@ struct LoadedUser
     QString disableOn;
     bool disableFlagRead = false; // the second session opened and was read
     bool disabled = false;
+    // The stored notes were longer than a save may store; comments holds their start.
+    bool commentsCut = false;
+    int commentsLimit = 0;
 };
 
 // The names in the order the database sorts them; nullopt when the session failed.
@@ -49,6 +52,9 @@ struct PageValues
     accessrules::Rights pageRights;
     bool pageInherit = false;
     bool anyRightChecked = false;
+    // The notes were cut for showing and the administrator left them so: an update
+    // keeps the stored text.
+    bool keepStoredNotes = false;
 };
 
 // The save of the user page, up to closing its session. True when it reached the
@@ -59,7 +65,11 @@ enum class DeleteOutcome { Declined, Deleted, Failed };
 // Asks, then deletes the account and every row under its name.
 DeleteOutcome deleteUser(AppContext& context, const QString& name);
 
-// nullopt when the session failed (the failure has been reported).
+// Whether an account has the name, ignoring case; nullopt when the session failed
+// (the failure has been reported).
 std::optional<bool> nameInUse(AppContext& context, const QString& name);
+// Whether a new account may take the name: refused names and names in use are
+// told to the administrator. nullopt when the session failed.
+std::optional<bool> checkNewName(AppContext& context, const QString& name);
 
 } // namespace accounts

@@ -106,9 +106,7 @@ void AddEditDirWindow::cmdOK_Click()
         return;
     }
     const PathFacts facts = pathInfo(lowered);
-    // "|" and the section sign separate the fields and entries of the page's list.
-    const bool breaksEntries = lowered.contains(QLatin1Char('|')) || lowered.contains(accessrules::Separator);
-    if (!facts.isDirectory || facts.isUrl || breaksEntries) {
+    if (!facts.isDirectory || facts.isUrl) {
         m_ctx.prompter.tell(appinfo::Title, QStringLiteral("The path specified is not valid.\r\nPlease check your path and try again."),
                             prompt::Icon::Exclamation);
         return;

@@ -101,14 +101,9 @@ void NewNameWindow::cmdOK_Click()
                             "exceeds the maximum number of characters allowed."));
         return;
     }
-    const auto inUse = accounts::nameInUse(m_ctx, name);
-    if (!inUse)
+    const auto available = accounts::checkNewName(m_ctx, name);
+    if (!available || !*available)
         return;
-    if (*inUse) {
-        m_ctx.prompter.tell(QStringLiteral("Username in use"), QStringLiteral("That username is already in use. Please choose another."),
-                            prompt::Icon::Exclamation);
-        return;
-    }
     // Only a name that passed every check makes the next save insert an account.
     m_page.saveMode = SaveMode::NewUser;
     const QString home = withoutTrailingSeparator(m_ctx.settings.getRegSettings(QStringLiteral("ftp_directory")).trimmed());

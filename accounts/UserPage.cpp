@@ -90,6 +90,9 @@ void UserPage::setupControls()
     m_cmdBrowse->setFixedWidth(36);
     m_txtNotes = named(new QPlainTextEdit(this), "txtNotes");
     m_txtNotes->setTabChangesFocus(true);
+    m_lblNotesCut = named(new QLabel(this), "lblNotesCut");
+    m_lblNotesCut->setWordWrap(true);
+    m_lblNotesCut->hide();
     m_lblExpires = named(new QLabel(QStringLiteral("This user's account will expire on"), this), "lblExpires");
     m_lblDisabled = named(new QLabel(QStringLiteral("This user's account will be disabled on"), this), "lblDisabled");
     for (QLabel* label : {m_lblExpires, m_lblDisabled}) {
@@ -162,8 +165,9 @@ void UserPage::setupLayout()
     fields->addWidget(notesLabel, 3, 0, Qt::AlignTop);
     fields->addWidget(m_txtNotes, 3, 1, 1, 2);
     m_txtNotes->setFixedHeight(m_txtHomeDir->sizeHint().height() * 3);
-    fields->addWidget(m_lblExpires, 4, 1, 1, 2);
-    fields->addWidget(m_lblDisabled, 5, 1, 1, 2);
+    fields->addWidget(m_lblNotesCut, 4, 1, 1, 2);
+    fields->addWidget(m_lblExpires, 5, 1, 1, 2);
+    fields->addWidget(m_lblDisabled, 6, 1, 1, 2);
     fields->setColumnStretch(1, 1);
 
     auto* rights = new QGridLayout;
@@ -333,6 +337,9 @@ void UserPage::showLoadedUser(const accounts::LoadedUser& user)
         m_txtHomeDir->setText(user.homedir);
         m_txtNotes->setPlainText(user.comments);
         m_txtPassword->setText(PasswordPlaceholder);
+        showNotesCut(user.commentsCut ? user.commentsLimit : 0);
+        if (user.commentsCut)
+            m_ctx.logStatus(QStringLiteral("notes of '%1' cut to %2 characters for showing").arg(user.username).arg(user.commentsLimit));
     }
     m_lstAccess->addItems(user.directories);
     m_page.accessRuleList = user.accessRuleList;
@@ -359,6 +366,16 @@ void UserPage::showLoadedUser(const accounts::LoadedUser& user)
         paint(m_lblDisabled, QStringLiteral("This user's account has been disabled"), red);
 }
 
+void UserPage::showNotesCut(int shownCharacters)
+{
+    m_notesCutText = shownCharacters > 0 ? m_txtNotes->toPlainText() : QString();
+    m_lblNotesCut->setVisible(shownCharacters > 0);
+    if (shownCharacters > 0)
+        m_lblNotesCut->setText(QStringLiteral("These notes are longer than the %L1 characters a save can keep, so only "
+                                              "their start is shown. They stay as stored unless you change them.")
+                                   .arg(shownCharacters));
+}
+
 accounts::PageValues UserPage::readPageValues() const
 {
     accounts::PageValues values;
@@ -366,6 +383,7 @@ accounts::PageValues UserPage::readPageValues() const
     values.homedir = m_txtHomeDir->text();
     values.password = m_txtPassword->text();
     values.notes = m_txtNotes->toPlainText();
+    values.keepStoredNotes = m_lblNotesCut->isVisibleTo(this) && values.notes == m_notesCutText;
     const QListWidgetItem* entry = m_lstAccess->currentItem();
     if (entry && entry->isSelected())
         values.selectedDirectory = entry->text();
@@ -597,22 +615,20 @@ void UserPage::txtUsername_GotFocus()
         return;
     }
     m_ctx.logStatus(QStringLiteral("copy user by changing username"));
-    const QString typed = m_ctx.prompter.input({appinfo::Title, QStringLiteral("Enter the new username"), m_txtUsername->text()});
-    if (!typed.trimmed().isEmpty())
-        m_txtUsername->setText(typed);
-    const QString newName = m_txtUsername->text();
+    // A name that is refused, or only changes case, never reaches a save: the box
+    // goes back to the name the page describes.
+    const QString pageName = m_txtUsername->text();
+    const QString typed = m_ctx.prompter.input({appinfo::Title, QStringLiteral("Enter the new username"), pageName});
+    const QString newName = typed.trimmed().isEmpty() ? pageName : typed;
     if (newName.compare(m_page.currentUser, Qt::CaseInsensitive) == 0) {
+        m_txtUsername->setText(pageName);
         m_page.pageChanged = true;
         return;
     }
-    // A copy under a name in use would add a second account of that name.
-    const auto inUse = accounts::nameInUse(m_ctx, newName);
-    if (!inUse || *inUse) {
-        if (inUse)
-            m_ctx.prompter.tell(QStringLiteral("Username in use"),
-                                QStringLiteral("That username is already in use. Please choose another."),
-                                prompt::Icon::Exclamation);
-        loadUserData(m_page.currentUser);
+    m_txtUsername->setText(newName);
+    const auto available = accounts::checkNewName(m_ctx, newName);
+    if (!available || !*available) {
+        m_txtUsername->setText(pageName);
         return;
     }
     m_page.accessRuleList = accessrules::renameUser(m_page.accessRuleList, newName);
@@ -628,6 +644,7 @@ void UserPage::fillNewAccount(const QString& name, const QString& homeDirectory,
     m_txtUsername->setText(name);
     m_txtHomeDir->setText(homeDirectory);
     m_txtNotes->clear();
+    showNotesCut(0);
     m_txtPassword->setText(password);
 }
 

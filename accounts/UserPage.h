@@ -95,6 +95,8 @@ private:
     void setupConnections();
 
     void showLoadedUser(const accounts::LoadedUser& user);
+    // Shows or hides the note that the notes were cut to a number of characters (0: not cut).
+    void showNotesCut(int shownCharacters);
     accounts::PageValues readPageValues() const;
     void setRightsBoxes(const QString& letters, const QString& inherit);
     void clearAccessSelection();
@@ -111,6 +113,8 @@ private:
     QLineEdit* m_txtHomeDir = nullptr;
     QPushButton* m_cmdBrowse = nullptr;
     QPlainTextEdit* m_txtNotes = nullptr;
+    QLabel* m_lblNotesCut = nullptr;
+    QString m_notesCutText;
     QLabel* m_lblExpires = nullptr;
     QLabel* m_lblDisabled = nullptr;
 

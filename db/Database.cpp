@@ -136,10 +136,12 @@ bool Database::execute(const QString& sql, Text text)
     }
     QSqlQuery query(QSqlDatabase::database(m_name, false));
     const QString statement = text == Text::Verbatim ? sql : rewriteForEngine(m_engine, sql);
+    m_rowsAffected = -1;
     if (!query.exec(statement)) {
         m_error = errorText(query.lastError());
         return false;
     }
+    m_rowsAffected = query.numRowsAffected();
     return true;
 }
 

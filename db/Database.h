@@ -57,6 +57,9 @@ public:
     bool commit();
     void rollback();
 
+    // How many rows the last statement run by execute changed (-1 when unknown).
+    int rowsAffected() const { return m_rowsAffected; }
+
     // The engine's own text of the last failure.
     QString lastError() const { return m_error; }
     QString connectionName() const { return m_name; }
@@ -68,6 +71,7 @@ private:
     bool m_open = false;
     bool m_added = false;
     QString m_error;
+    int m_rowsAffected = -1;
     // Queries handed out, finished before the connection is removed.
     std::vector<std::weak_ptr<QSqlQuery>> m_queries;
 };

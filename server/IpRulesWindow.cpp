@@ -62,7 +62,7 @@ IpRulesWindow::IpRulesWindow(AppContext& context, AppWindows& windows, Scope sco
 
 void IpRulesWindow::setupControls()
 {
-    m_numericKeys = new NumericKeyFilter([this] { m_ctx.logStatus(QStringLiteral("Only numbers and .")); }, this);
+    m_numericKeys = new NumericKeyFilter([this] { m_ctx.logStatus(QStringLiteral("Only numbers and .")); }, this, QStringLiteral("/"));
     const QString rulesCaption = m_scope == Scope::Global ? QStringLiteral("Global Access Rules") : QStringLiteral("Access Rules");
     m_frame1 = named(new QGroupBox(rulesCaption, this), "Frame1");
     m_frame2 = named(new QGroupBox(QStringLiteral("Add IP Address"), this), "Frame2");
@@ -325,6 +325,10 @@ bool IpRulesWindow::saveRules()
     Session session(m_ctx);
     if (!session.open())
         return false;
+    // The old rules go only together with the new ones landing.
+    Transaction work(session);
+    if (!work.isUsable())
+        return false;
     const bool account = m_scope == Scope::Account;
     const QString user = sqlQuote(m_boundUser);
     if (!session.execute(account ? QStringLiteral("DELETE FROM blocked_ips_by_user WHERE username=") + user
@@ -338,8 +342,7 @@ bool IpRulesWindow::saveRules()
         if (!session.execute(sql))
             return false;
     }
-    session.close();
-    return true;
+    return work.commit();
 }
 
 void IpRulesWindow::cmdOK_Click()

@@ -69,6 +69,41 @@ Rows Session::select(const QString& sql)
     return rows;
 }
 
+Transaction::Transaction(Session& session)
+    : m_session(session)
+{
+    Database* database = session.database();
+    if (!database || !database->isOpen())
+        return;
+    if (database->engine() == Engine::Access) {
+        m_usable = true;
+        return;
+    }
+    m_open = database->beginTransaction();
+    if (!m_open)
+        reportDatabaseError(session.context(), database->lastError());
+    m_usable = m_open;
+}
+
+Transaction::~Transaction()
+{
+    if (m_open)
+        m_session.database()->rollback();
+}
+
+bool Transaction::commit()
+{
+    if (!m_open)
+        return m_usable;
+    m_open = false;
+    Database* database = m_session.database();
+    if (database->commit())
+        return true;
+    reportDatabaseError(m_session.context(), database->lastError());
+    database->rollback();
+    return false;
+}
+
 void showConnectionError(AppContext& context)
 {
     const QString text = QStringLiteral(

@@ -35,10 +35,34 @@ public:
     Rows select(const QString& sql);
 
     Database* database() { return m_database.get(); }
+    AppContext& context() { return m_ctx; }
 
 private:
     AppContext& m_ctx;
     std::unique_ptr<Database> m_database;
+};
+
+// The writes of one operation as one unit: begun where the engine has transactions
+// (SQLite, PostgreSQL, SQL Server), so that either all of them land or none does.
+// Access runs them one at a time as it always did. Whatever is not committed is
+// rolled back when the transaction ends.
+class Transaction
+{
+public:
+    explicit Transaction(Session& session);
+    ~Transaction();
+    Transaction(const Transaction&) = delete;
+    Transaction& operator=(const Transaction&) = delete;
+
+    // False when the engine has transactions and one could not be begun (reported).
+    bool isUsable() const { return m_usable; }
+    // Commits; a failure is reported, everything is rolled back and false returned.
+    bool commit();
+
+private:
+    Session& m_session;
+    bool m_usable = false;
+    bool m_open = false;
 };
 
 // The connection-error dialog: Yes repairs the settings in the configuration

@@ -94,6 +94,8 @@ private slots:
         enterUserName(ui);
         QCOMPARE(ui.state().saveMode, SaveMode::Update);
         QVERIFY(ui.state().pageChanged);
+        // An update never renames: the box shows bob again, so a save cannot split the account.
+        QCOMPARE(ui.box("txtUsername")->text(), QStringLiteral("bob"));
         ui.prompter().answerMessage(prompt::Answer::Yes).answerInput(QString());
         enterUserName(ui);
         QCOMPARE(ui.state().saveMode, SaveMode::Update);
@@ -109,15 +111,46 @@ private slots:
         QCOMPARE(ui.box("txtUsername")->text(), QStringLiteral("bob"));
         QCOMPARE(ui.state().currentUser, QStringLiteral("bob"));
 
-        // A prepared copy is abandoned when another user is loaded: no second insert later.
+        // Names that hold a separator, or "*" alone, are refused the same way.
+        for (const char* refused : {"a|b", "x\u00A7y", " * "}) {
+            ui.prompter()
+                .answerMessage(prompt::Answer::Yes)
+                .answerInput(QString::fromUtf8(refused))
+                .answerMessage(prompt::Answer::Ok, QStringLiteral("A user name may not"));
+            enterUserName(ui);
+            QCOMPARE(ui.box("txtUsername")->text(), QStringLiteral("bob"));
+        }
+
         ui.prompter().answerMessage(prompt::Answer::Yes).answerInput(QStringLiteral("dave")).answerInput(QString());
         enterUserName(ui);
         QCOMPARE(ui.state().saveMode, SaveMode::Copy);
         // An empty password stops the copy's save.
+        const auto savePendingCopy = [&ui](const QString& stopsWith) {
+            ui.prompter()
+                .answerMessage(prompt::Answer::Ok, QStringLiteral("The Home Directory specified is not valid."))
+                .answerMessage(prompt::Answer::Ok, stopsWith);
+            ui.click("cmdStore");
+        };
+        savePendingCopy(QStringLiteral("The Password field must contain"));
+        // With the copy still pending, a name in use or in another case never reaches the box.
         ui.prompter()
-            .answerMessage(prompt::Answer::Ok, QStringLiteral("The Home Directory specified is not valid."))
-            .answerMessage(prompt::Answer::Ok, QStringLiteral("The Password field must contain"));
-        ui.click("cmdStore");
+            .answerMessage(prompt::Answer::Yes)
+            .answerInput(QStringLiteral("carol"))
+            .answerMessage(prompt::Answer::Ok, QStringLiteral("That username is already in use."));
+        enterUserName(ui);
+        QCOMPARE(ui.box("txtUsername")->text(), QStringLiteral("dave"));
+        ui.prompter().answerMessage(prompt::Answer::Yes).answerInput(QStringLiteral("Dave"));
+        enterUserName(ui);
+        QCOMPARE(ui.box("txtUsername")->text(), QStringLiteral("dave"));
+        QCOMPARE(ui.state().saveMode, SaveMode::Copy);
+        // A name another tool took since is checked again at the save, ignoring case.
+        QVERIFY(runOnConfigured(program, {accountInsert(QStringLiteral("DAVE"))}));
+        ui.box("txtPassword")->setText(QStringLiteral("pw"));
+        savePendingCopy(QStringLiteral("That username is already in use."));
+        QCOMPARE(ui.state().saveMode, SaveMode::Copy);
+        QVERIFY(runOnConfigured(program, {QStringLiteral("delete from users where username='DAVE'")}));
+
+        // A prepared copy is abandoned when another user is loaded: no second insert later.
         AccountsFixture::clickRow(ui.users(), 1);
         QCOMPARE(ui.state().saveMode, SaveMode::Update);
         QCOMPARE(ui.state().currentUser, QStringLiteral("carol"));
@@ -152,9 +185,13 @@ private slots:
         fillNewUser(dialog, QString(51, QLatin1Char('n')), QStringLiteral("pw"));
         ui.prompter().answerMessage(prompt::Answer::Ok, QStringLiteral("password field"));
         fillNewUser(dialog, QStringLiteral("someone"), QString(51, QLatin1Char('p')));
-        // A name in use.
+        // A name in use, in any case, and names that hold a separator or are "*" alone.
         ui.prompter().answerMessage(prompt::Answer::Ok, QStringLiteral("That username is already in use."));
-        fillNewUser(dialog, QStringLiteral("existing"), QStringLiteral("pw"));
+        fillNewUser(dialog, QStringLiteral("Existing"), QStringLiteral("pw"));
+        for (const char* refused : {"new|user", "new\u00A7user", "*"}) {
+            ui.prompter().answerMessage(prompt::Answer::Ok, QStringLiteral("A user name may not"));
+            fillNewUser(dialog, QString::fromUtf8(refused), QStringLiteral("pw"));
+        }
         QCOMPARE(ui.state().saveMode, SaveMode::Update);
         QCOMPARE(db->count(QStringLiteral("select username from users")), 1);
         QCOMPARE(ui.prompter().unusedSteps(), 0);

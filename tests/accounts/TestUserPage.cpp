@@ -2,6 +2,7 @@
 #include "TestMain.h"
 
 #include <QApplication>
+#include <QCoreApplication>
 
 // The user list and the user page: loading, the enabling rules, saving and its
 // checks, directory entries, delete and restore. Each case drives the window and
@@ -374,22 +375,117 @@ private slots:
         QCOMPARE(password->text(), QStringLiteral("[click here to change]"));
     }
 
-    void failingStatementLeavesThePageUsable_data() { addEngineRows(); }
-    void failingStatementLeavesThePageUsable()
+    // A statement that fails part-way through a save leaves the database as it was.
+    void saveLandsWholeOrNotAtAll_data() { addEngineRows(); }
+    void saveLandsWholeOrNotAtAll()
     {
         ProgramUnderTest program;
         QUILLMERE_OPEN_DATABASE(db, program.env);
         AccountsFixture ui(program);
-        addAccount(*db, QStringLiteral("bob"), ui.folder(QStringLiteral("bob")));
+        const QString home = ui.folder(QStringLiteral("bob"));
+        const QString refused = ui.folder(QStringLiteral("refused"));
+        addAccount(*db, QStringLiteral("bob"), home);
+        addEntry(*db, QStringLiteral("bob"), QStringLiteral("c:\\ftp"), QStringLiteral("RL"), 1);
+        addEntry(*db, QStringLiteral("bob"), refused, QStringLiteral("R"), 0);
+        if (db->engine() == TestEngine::Sqlite) {
+            db->exec(QStringLiteral("CREATE TRIGGER refuse BEFORE INSERT ON dir_rights WHEN NEW.directory LIKE '%refused%' "
+                                    "BEGIN SELECT RAISE(ABORT, 'refused'); END"));
+        } else {
+            db->exec(QStringLiteral("CREATE FUNCTION refuse() RETURNS trigger AS $$ BEGIN IF NEW.directory LIKE '%refused%' THEN "
+                                    "RAISE EXCEPTION 'refused'; END IF; RETURN NEW; END $$ LANGUAGE plpgsql"));
+            db->exec(QStringLiteral("CREATE TRIGGER refuse BEFORE INSERT ON dir_rights FOR EACH ROW EXECUTE FUNCTION refuse()"));
+        }
         program.start();
-        db->exec(QStringLiteral("DROP TABLE dir_rights"));
-        ui.prompter().answerMessage(prompt::Answer::Ok, QStringLiteral("The database specified may have incorrect tables or be missing."));
+        const QStringList before = entryRows(*db, QStringLiteral("bob"));
+        const auto failingSave = [&ui] {
+            ui.prompter().answerMessage(prompt::Answer::Ok, QStringLiteral("The database specified may have incorrect tables"));
+            ui.click("cmdStore");
+            QCOMPARE(ui.prompter().unusedSteps(), 0);
+        };
+
+        // An update: the notes, the deleted rows and the re-inserted ones all go back.
         ui.notes()->setPlainText(QStringLiteral("kept on the page"));
-        ui.click("cmdStore");
-        QCOMPARE(ui.prompter().unusedSteps(), 0);
+        failingSave();
         QCOMPARE(ui.notes()->toPlainText(), QStringLiteral("kept on the page"));
-        QCOMPARE(ui.users()->count(), 1);
+        QCOMPARE(entryRows(*db, QStringLiteral("bob")), before);
+        QCOMPARE(db->count(QStringLiteral("select username from users where comments is null")), 1);
+
+        // A copy: no account without its rows, and the page still holds the pending copy.
+        ui.prompter().answerMessage(prompt::Answer::Yes).answerInput(QStringLiteral("carol")).answerInput(QStringLiteral("pw"));
+        AccountsFixture::enter(ui.box("txtUsername"));
+        QCoreApplication::processEvents();
+        failingSave();
+        QCOMPARE(ui.state().saveMode, SaveMode::Copy);
+        QCOMPARE(db->count(QStringLiteral("select username from users")), 1);
+
+        // Once the database takes it, the copy is inserted once.
+        db->exec(QStringLiteral("DROP TRIGGER refuse") + (db->engine() == TestEngine::Sqlite ? QString() : QStringLiteral(" ON dir_rights")));
+        ui.click("cmdStore");
+        QCOMPARE(ui.state().saveMode, SaveMode::Update);
+        QCOMPARE(db->column(QStringLiteral("select username from users order by username")), QStringList({"bob", "carol"}));
+        QCOMPARE(entryRows(*db, QStringLiteral("carol")), before);
+
+        // A home directory the engine's column cannot hold is refused before anything is written.
+        if (db->engine() == TestEngine::PostgreSql) {
+            ui.box("txtHomeDir")->setText(QString(600, QLatin1Char('h')));
+            ui.prompter()
+                .answerMessage(prompt::Answer::Ok, QStringLiteral("not valid"))
+                .answerMessage(prompt::Answer::Ok, QStringLiteral("The number of characters in the Home Directory field"));
+            ui.click("cmdStore");
+            QCOMPARE(ui.prompter().unusedSteps(), 0);
+        }
         QVERIFY(!program.env.process.hasEnded());
+    }
+
+    // Rows that other tools wrote: separators in names and paths, an account called
+    // "*", notes longer than a save keeps.
+    void rowsOfOtherToolsSurviveThePage_data() { addEngineRows(); }
+    void rowsOfOtherToolsSurviveThePage()
+    {
+        ProgramUnderTest program;
+        QUILLMERE_OPEN_DATABASE(db, program.env);
+        AccountsFixture ui(program);
+        const QString name = QStringLiteral("a|b\u00A7c");
+        const QString odd = QStringLiteral("c:\\x|y\u00A7z 100%7c");
+        addAccount(*db, name, ui.folder(QStringLiteral("odd")));
+        addEntry(*db, name, odd, QStringLiteral("RW"), 1);
+        addEntry(*db, name, QStringLiteral("c:\\plain"), QStringLiteral("L"), 0);
+        addAccount(*db, QStringLiteral("*"), QStringLiteral("c:\\ftp"));
+        db->exec(QStringLiteral("insert into blocked_ips_by_user (username, ip) values ('*', '10.0.0.1')"));
+        addEntry(*db, QStringLiteral("*"), QStringLiteral("c:\\global"), QStringLiteral("R"), 1);
+        const bool longNotes = db->engine() == TestEngine::Sqlite;
+        if (longNotes)
+            db->exec(QStringLiteral("update users set comments=%1 where username=%2").arg(sqlQuote(QString(100000, QLatin1Char('n'))), sqlQuote(name)));
+        program.start();
+
+        AccountsFixture::clickRow(ui.users(), 1);
+        QCOMPARE(ui.state().currentUser, name);
+        QCOMPARE(AccountsFixture::texts(ui.entries()), QStringList({odd, QStringLiteral("c:\\plain")}));
+        AccountsFixture::clickRow(ui.entries(), 0);
+        QCOMPARE(ui.checkedBoxes(), QStringLiteral("RWI"));
+        if (longNotes) {
+            QCOMPARE(ui.notes()->toPlainText().size(), 40000);
+            QVERIFY(ui.label("lblNotesCut")->isVisibleTo(&ui.main()));
+        }
+        ui.click("cmdStore");
+        QCOMPARE(entryRows(*db, name), QStringList({odd + QStringLiteral("|RW|1"), QStringLiteral("c:\\plain|L|0")}));
+        // Notes left as shown keep their stored text; edited ones are saved as shown.
+        if (longNotes) {
+            QCOMPARE(db->column(QStringLiteral("select length(comments) from users where username=%1").arg(sqlQuote(name))), QStringList({"100000"}));
+            ui.notes()->setPlainText(QStringLiteral("short now"));
+            ui.click("cmdStore");
+            QCOMPARE(db->column(QStringLiteral("select comments from users where username=%1").arg(sqlQuote(name))), QStringList({"short now"}));
+            QVERIFY(!ui.label("lblNotesCut")->isVisibleTo(&ui.main()));
+        }
+
+        // Deleting the account called "*" leaves the rows that hold for every account.
+        AccountsFixture::clickRow(ui.users(), 0);
+        QCOMPARE(ui.state().currentUser, QStringLiteral("*"));
+        ui.prompter().answerMessage(prompt::Answer::Yes);
+        ui.click("cmdDelete");
+        QCOMPARE(db->count(QStringLiteral("select username from users where username='*'")), 0);
+        QCOMPARE(db->count(QStringLiteral("select username from blocked_ips_by_user where username='*'")), 1);
+        QCOMPARE(db->count(QStringLiteral("select username from dir_rights where username='*'")), 1);
     }
 };
 

@@ -396,20 +396,25 @@ private slots:
         open(IpRulesWindow::Scope::Account);
         QCOMPARE(shownRules(), QStringList({"9.9.9.9"}));
         add({"6.6.6.6", "7.7.7.7"});
+        // The stored rule moves behind the one the database refuses.
+        selectRule(0);
+        click("cmdRemove");
+        fireTimer(m_dialog.get(), QStringLiteral("tmrRules"));
+        click("cmdAdd");
         prompter().answerMessage(prompt::Answer::Ok, QStringLiteral("may have incorrect tables or be missing"));
         click("cmdOK");
         QCOMPARE(prompter().unusedSteps(), 0);
         QVERIFY(m_dialog->isVisible());
-        QCOMPARE(shownRules(), QStringList({"9.9.9.9", "6.6.6.6", "7.7.7.7"}));
-        // The save stopped at the refused rule.
+        QCOMPARE(shownRules(), QStringList({"6.6.6.6", "7.7.7.7", "9.9.9.9"}));
+        // The save landed not at all: the old rules are all there.
         QCOMPARE(storedRules(Owner), QStringList({"9.9.9.9"}));
         QCOMPARE(storedRules(Other), QStringList({"10.9.9.9"}));
 
-        selectRule(1);
+        selectRule(0);
         click("cmdRemove");
         click("cmdOK");
         QVERIFY(!m_dialog->isVisible());
-        QCOMPARE(storedRules(Owner), QStringList({"9.9.9.9", "7.7.7.7"}));
+        QCOMPARE(storedRules(Owner), QStringList({"7.7.7.7", "9.9.9.9"}));
     }
 };
 
