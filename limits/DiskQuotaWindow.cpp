@@ -1,6 +1,7 @@
 #include "limits/DiskQuotaWindow.h"
 
 #include "db/SqlText.h"
+#include "limits/LoadedAccount.h"
 #include "limits/Numbers.h"
 #include "maintenance/Help.h"
 #include "platform/NumericKeyFilter.h"
@@ -21,6 +22,8 @@
 #include <QPushButton>
 #include <QRadioButton>
 #include <QVBoxLayout>
+
+#include <cmath>
 
 namespace {
 
@@ -127,7 +130,7 @@ bool DiskQuotaWindow::readQuota(bool maximumAndFlag)
         if (!rows.isValid() || !rows.next())
             return false;
     } else if (!found) {
-        return true;
+        return false;
     }
     do {
         const double current = numbers::leading(rows.text(QStringLiteral("quota_current")));
@@ -136,14 +139,18 @@ bool DiskQuotaWindow::readQuota(bool maximumAndFlag)
             m_chkEnableQuota->setChecked(rows.value(QStringLiteral("use_quota")).toDouble() != 0.0);
         m_txtQuotaCurrent->setText(numbers::show(numbers::roundHalfEven(current / m_unitFactor, 3)));
         m_txtQuotaMaximum->setText(numbers::show(maximum / m_unitFactor));
+        m_storedMaximum = maximum;
+        m_shownMaximum = m_txtQuotaMaximum->text();
     } while (rows.next());
     return true;
 }
 
 void DiskQuotaWindow::popQuota()
 {
+    // The dialog holds an account only once its row has been read.
     m_loadedUser = m_windows.main().pageState().currentUser;
-    readQuota(true);
+    if (!readQuota(true))
+        m_loadedUser.clear();
     m_txtQuotaMaximum->setEnabled(m_chkEnableQuota->isChecked());
 }
 
@@ -164,17 +171,29 @@ void DiskQuotaWindow::changeUnits()
 void DiskQuotaWindow::cmdOK_Click()
 {
     const auto warn = [this](const QString& text) { m_ctx.prompter.tell(appinfo::Title, text, prompt::Icon::Exclamation); };
+    if (m_loadedUser.isEmpty()) {
+        warn(notLoadedText());
+        return;
+    }
     if (m_txtQuotaMaximum->text().isEmpty() && m_chkEnableQuota->isChecked()) {
         warn(QStringLiteral("You must enter a value for Maximum Quota when \r\nthe enable disk quota is checked."));
         return;
     }
-    if (m_txtQuotaMaximum->text().size() > MaxMaximumLength) {
+    // A maximum left as shown keeps the stored number exactly, however long its text.
+    const bool unchanged = m_txtQuotaMaximum->text() == m_shownMaximum;
+    if (!unchanged && m_txtQuotaMaximum->text().size() > MaxMaximumLength) {
         warn(QStringLiteral("The number of characters in the Maximum Quota field \r\nexceeds the maximum number of characters allowed."));
         return;
     }
-    const auto maximum = numbers::read(m_txtQuotaMaximum->text());
-    if (m_chkEnableQuota->isChecked() && !maximum) {
+    const auto typed = numbers::read(m_txtQuotaMaximum->text());
+    if (m_chkEnableQuota->isChecked() && !unchanged && !typed) {
         warn(QStringLiteral("The Maximum Quota must be a number, such as 2.5."));
+        return;
+    }
+    const double bytes = unchanged ? m_storedMaximum : typed.value_or(0) * m_unitFactor;
+    if (m_chkEnableQuota->isChecked() && !numbers::fitsNumeric(bytes)) {
+        warn(QStringLiteral("The Maximum Quota is larger than the database can hold: at most %1 %2.")
+                 .arg(numbers::show(std::floor(999999999999999999.0 / m_unitFactor)), m_label4->text()));
         return;
     }
     Session session(m_ctx);
@@ -182,7 +201,7 @@ void DiskQuotaWindow::cmdOK_Click()
         return;
     const QString where = QStringLiteral(" WHERE username=") + sqlQuote(m_loadedUser);
     const QString statement = m_chkEnableQuota->isChecked()
-        ? QStringLiteral("update users set [use_quota]=1, quota_max=") + sqlNumber(*maximum * m_unitFactor) + where
+        ? QStringLiteral("update users set [use_quota]=1, quota_max=") + sqlNumber(bytes) + where
         : QStringLiteral("update users set [use_quota]=0, quota_max=0") + where;
     if (session.execute(statement))
         hide();

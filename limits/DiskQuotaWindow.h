@@ -41,6 +41,9 @@ private:
     AppContext& m_ctx;
     AppWindows& m_windows;
     QString m_loadedUser;
+    // The stored maximum in bytes and the text it was shown as.
+    double m_storedMaximum = 0;
+    QString m_shownMaximum;
     double m_unitFactor = 1048576.0;
 
     NumericKeyFilter* m_numericKeys = nullptr;

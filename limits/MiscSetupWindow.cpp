@@ -3,6 +3,7 @@
 #include "accounts/UserPage.h"
 #include "db/SqlText.h"
 #include "limits/MonthCalendar.h"
+#include "limits/LoadedAccount.h"
 #include "limits/Numbers.h"
 #include "maintenance/Help.h"
 #include "platform/NumericKeyFilter.h"
@@ -96,9 +97,9 @@ void MiscSetupWindow::setupControls()
     m_ChkAlwaysLogin = named(new QCheckBox(QStringLiteral("Always allow login"), this), "ChkAlwaysLogin");
     m_optOneLogin = named(new QRadioButton(QStringLiteral("Allow only one login per IP address"), this), "optOneLogin");
     m_optMaxLogins = named(new QRadioButton(QStringLiteral("Allow only"), this), "optMaxLogins");
-    auto* logins = new QButtonGroup(this);
-    logins->addButton(m_optOneLogin);
-    logins->addButton(m_optMaxLogins);
+    m_logins = new QButtonGroup(this);
+    m_logins->addButton(m_optOneLogin);
+    m_logins->addButton(m_optMaxLogins);
     m_TxtAllowOnly = named(new QLineEdit(this), "TxtAllowOnly");
     m_txtMaxSpeed = named(new QLineEdit(this), "txtMaxSpeed");
     m_txtIdleTimeOut = named(new QLineEdit(this), "txtIdleTimeOut");
@@ -239,40 +240,41 @@ void MiscSetupWindow::showOptions()
 
 void MiscSetupWindow::popInfo()
 {
-    m_loadedUser = m_windows.main().pageState().currentUser;
+    // The dialog holds an account only once its row has been read, so that OK never
+    // writes what it shows to another account.
+    const QString name = m_windows.main().pageState().currentUser;
+    m_loadedUser.clear();
     Session session(m_ctx);
     if (!session.open())
         return;
     Rows row = session.select(QStringLiteral("SELECT disable_user, rel_path, hide_hidden_files, always_login, one_login_per_ip, "
                                              "max_logins_per_ip, speed_limit_value, timeout, session_timeout, max_concurrent, "
                                              "login_msg_file, Expires, DisableOn FROM users WHERE username=")
-                              + sqlQuote(m_loadedUser));
-    if (!row.isValid())
+                              + sqlQuote(name));
+    if (!row.isValid() || !row.next())
         return;
-    while (row.next()) {
-        m_chkDisableAccount->setChecked(flag(row, QStringLiteral("disable_user")));
-        m_ChkShowRelPath->setChecked(flag(row, QStringLiteral("rel_path")));
-        m_ChkHideHidden->setChecked(flag(row, QStringLiteral("hide_hidden_files")));
-        m_ChkAlwaysLogin->setChecked(flag(row, QStringLiteral("always_login")));
-        m_optOneLogin->setChecked(flag(row, QStringLiteral("one_login_per_ip")));
-        m_optMaxLogins->setChecked(flag(row, QStringLiteral("max_logins_per_ip")));
-        if (!m_optOneLogin->isChecked() && !m_optMaxLogins->isChecked()) {
-            // Neither column set: both options clear.
-            m_optOneLogin->setAutoExclusive(false);
-            m_optOneLogin->setChecked(false);
-            m_optOneLogin->setAutoExclusive(true);
-        }
-        const QString speed = row.isNull(QStringLiteral("speed_limit_value")) ? QStringLiteral("0") : row.text(QStringLiteral("speed_limit_value"));
-        m_txtMaxSpeed->setText(numbers::show(numbers::leading(speed)));
-        m_txtIdleTimeOut->setText(minutesText(row, QStringLiteral("timeout")));
-        m_txtSessionTimeout->setText(minutesText(row, QStringLiteral("session_timeout")));
-        m_txtMaxUSer->setText(minutesText(row, QStringLiteral("max_concurrent")));
-        m_txtLoginMessageFile->setText(row.text(QStringLiteral("login_msg_file")));
-        m_txtDisableDate->setText(row.text(QStringLiteral("DisableOn")));
-        m_txtExpDate->setText(row.text(QStringLiteral("Expires")));
-        m_TxtAllowOnly->setText(row.isNull(QStringLiteral("max_logins_per_ip")) ? QStringLiteral("1")
-                                                                                : row.text(QStringLiteral("max_logins_per_ip")));
-    }
+    m_chkDisableAccount->setChecked(flag(row, QStringLiteral("disable_user")));
+    m_ChkShowRelPath->setChecked(flag(row, QStringLiteral("rel_path")));
+    m_ChkHideHidden->setChecked(flag(row, QStringLiteral("hide_hidden_files")));
+    m_ChkAlwaysLogin->setChecked(flag(row, QStringLiteral("always_login")));
+    // An exclusive group ignores clearing its checked button, so both are set with
+    // the group open; when both columns are set, the second wins as it always did.
+    const bool maxLogins = flag(row, QStringLiteral("max_logins_per_ip"));
+    m_logins->setExclusive(false);
+    m_optOneLogin->setChecked(flag(row, QStringLiteral("one_login_per_ip")) && !maxLogins);
+    m_optMaxLogins->setChecked(maxLogins);
+    m_logins->setExclusive(true);
+    const QString speed = row.isNull(QStringLiteral("speed_limit_value")) ? QStringLiteral("0") : row.text(QStringLiteral("speed_limit_value"));
+    m_txtMaxSpeed->setText(numbers::show(numbers::leading(speed)));
+    m_txtIdleTimeOut->setText(minutesText(row, QStringLiteral("timeout")));
+    m_txtSessionTimeout->setText(minutesText(row, QStringLiteral("session_timeout")));
+    m_txtMaxUSer->setText(minutesText(row, QStringLiteral("max_concurrent")));
+    m_txtLoginMessageFile->setText(row.text(QStringLiteral("login_msg_file")));
+    m_txtDisableDate->setText(row.text(QStringLiteral("DisableOn")));
+    m_txtExpDate->setText(row.text(QStringLiteral("Expires")));
+    m_TxtAllowOnly->setText(row.isNull(QStringLiteral("max_logins_per_ip")) ? QStringLiteral("1")
+                                                                            : row.text(QStringLiteral("max_logins_per_ip")));
+    m_loadedUser = name;
     session.close();
     // A date of fewer than three characters is no date: its box is cleared with it.
     m_chkExpires->setChecked(true);
@@ -424,6 +426,10 @@ void MiscSetupWindow::cmdOK_Click()
 
 void MiscSetupWindow::save()
 {
+    if (m_loadedUser.isEmpty()) {
+        m_ctx.prompter.tell(appinfo::Title, notLoadedText(), prompt::Icon::Exclamation);
+        return;
+    }
     m_ctx.logStatus(QStringLiteral("save data"));
     Session session(m_ctx);
     if (!session.open())

@@ -5,6 +5,7 @@
 class AppWindows;
 class MonthCalendar;
 class NumericKeyFilter;
+class QButtonGroup;
 class QCheckBox;
 class QGroupBox;
 class QLineEdit;
@@ -63,6 +64,7 @@ private:
     AppContext& m_ctx;
     AppWindows& m_windows;
     QString m_loadedUser;
+    QButtonGroup* m_logins = nullptr;
     QLineEdit* m_targetBox = nullptr;
 
     QStackedLayout* m_frames = nullptr;

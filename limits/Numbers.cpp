@@ -38,6 +38,9 @@ double roundHalfEven(double value, int decimals)
 {
     const double scale = std::pow(10.0, decimals);
     const double scaled = value * scale;
+    // A number this large has no decimals left to round.
+    if (!std::isfinite(scaled))
+        return value;
     const double floorValue = std::floor(scaled);
     const double fraction = scaled - floorValue;
     // Ties within the rounding noise of the scaling count as exact halves.
@@ -52,14 +55,24 @@ double roundHalfEven(double value, int decimals)
 
 QString show(double value)
 {
-    if (value == std::floor(value) && std::fabs(value) < 1e15)
-        return QString::number(static_cast<qint64>(value));
-    QString text = QLocale::c().toString(value, 'f', 10);
-    while (text.endsWith(QLatin1Char('0')))
-        text.chop(1);
-    if (text.endsWith(QLatin1Char('.')))
-        text.chop(1);
-    return text;
+    if (value == 0)
+        return QStringLiteral("0");
+    return QLocale::c().toString(value, 'f', QLocale::FloatingPointShortest);
+}
+
+bool fitsInteger(double value)
+{
+    return std::isfinite(value) && value == std::floor(value) && value >= -2147483648.0 && value <= 2147483647.0;
+}
+
+bool fitsNumeric(double value)
+{
+    return std::isfinite(value) && std::fabs(value) < 1e18;
+}
+
+bool fitsFloat(double value)
+{
+    return std::isfinite(value);
 }
 
 } // namespace numbers

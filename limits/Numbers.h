@@ -19,7 +19,13 @@ std::optional<qint64> readWhole(const QString& text);
 double leading(const QString& text);
 
 double roundHalfEven(double value, int decimals);
-// A number in the plain form the dialogs show: "5", "0.954", "2.5".
+// A number in the plain form the dialogs show: the shortest text without an
+// exponent that reads back to the same number ("5", "0.954", "0.95367431640625").
 QString show(double value);
+
+// Whether a number fits the kinds of numeric column the accounts database has.
+bool fitsInteger(double value); // int: a whole number of 32 bits
+bool fitsNumeric(double value); // numeric(18,0) on SQL Server and PostgreSQL
+bool fitsFloat(double value);   // float: any finite number
 
 } // namespace numbers

@@ -1,6 +1,7 @@
 #include "limits/UDRatiosWindow.h"
 
 #include "db/SqlText.h"
+#include "limits/LoadedAccount.h"
 #include "limits/Numbers.h"
 #include "maintenance/Help.h"
 #include "platform/NumericKeyFilter.h"
@@ -192,22 +193,23 @@ void UDRatiosWindow::checkEnabled()
 
 void UDRatiosWindow::thisFormLoadData()
 {
-    m_loadedUser = m_windows.main().pageState().currentUser;
+    // The dialog holds an account only once its row has been read.
+    const QString name = m_windows.main().pageState().currentUser;
+    m_loadedUser.clear();
     Session session(m_ctx);
     if (!session.open())
         return;
     Rows row = session.select(QStringLiteral("SELECT ratio_type, ratio_down, ratio_up, ratio_current_credit FROM users WHERE username=")
-                              + sqlQuote(m_loadedUser));
-    if (!row.isValid())
+                              + sqlQuote(name));
+    if (!row.isValid() || !row.next())
         return;
-    QString kind, down, up, credit;
-    while (row.next()) {
-        kind = row.text(QStringLiteral("ratio_type"));
-        down = row.text(QStringLiteral("ratio_down"));
-        up = row.text(QStringLiteral("ratio_up"));
-        credit = row.text(QStringLiteral("ratio_current_credit"));
-    }
+    const QString kind = row.text(QStringLiteral("ratio_type"));
+    const QString down = row.text(QStringLiteral("ratio_down"));
+    const QString up = row.text(QStringLiteral("ratio_up"));
+    const QString credit = row.text(QStringLiteral("ratio_current_credit"));
+    row = Rows();
     session.close();
+    m_loadedUser = name;
 
     m_txtDownload->setText(down);
     m_txtUpload->setText(up);
@@ -235,27 +237,36 @@ void UDRatiosWindow::thisFormLoadData()
     checkEnabled();
 }
 
+double UDRatiosWindow::creditToStore() const
+{
+    if (!m_chkEnableUD->isChecked())
+        return 0;
+    const double shown = numbers::read(m_txtUDCrd->text()).value_or(0);
+    if (m_optFPS->isChecked() || m_optFAS->isChecked())
+        return shown;
+    if (m_optBPS->isChecked() || m_optBAS->isChecked())
+        return numbers::roundHalfEven(shown * (inKilobytes() ? Kilobyte : Megabyte), 3);
+    return 0;
+}
+
 bool UDRatiosWindow::thisFormSaveData()
 {
-    QString kind = QStringLiteral("NULL");
-    double credit = 0;
-    if (m_chkEnableUD->isChecked()) {
-        const double shown = numbers::read(m_txtUDCrd->text()).value_or(0);
-        const double factor = inKilobytes() ? Kilobyte : Megabyte;
-        if (m_optFPS->isChecked()) {
-            kind = sqlQuote(QStringLiteral("FilesPerSession"));
-            credit = shown;
-        } else if (m_optBPS->isChecked()) {
-            kind = sqlQuote(QStringLiteral("BytesPerSession"));
-            credit = numbers::roundHalfEven(shown * factor, 3);
-        } else if (m_optFAS->isChecked()) {
-            kind = sqlQuote(QStringLiteral("FilesOverall"));
-            credit = shown;
-        } else if (m_optBAS->isChecked()) {
-            kind = sqlQuote(QStringLiteral("BytesOverall"));
-            credit = numbers::roundHalfEven(shown * factor, 3);
-        }
+    if (m_loadedUser.isEmpty()) {
+        m_ctx.prompter.tell(appinfo::Title, notLoadedText(), prompt::Icon::Exclamation);
+        return false;
     }
+    QString kind = QStringLiteral("NULL");
+    if (m_chkEnableUD->isChecked()) {
+        if (m_optFPS->isChecked())
+            kind = sqlQuote(QStringLiteral("FilesPerSession"));
+        else if (m_optBPS->isChecked())
+            kind = sqlQuote(QStringLiteral("BytesPerSession"));
+        else if (m_optFAS->isChecked())
+            kind = sqlQuote(QStringLiteral("FilesOverall"));
+        else if (m_optBAS->isChecked())
+            kind = sqlQuote(QStringLiteral("BytesOverall"));
+    }
+    const double credit = creditToStore();
     Session session(m_ctx);
     if (!session.open())
         return false;
@@ -282,6 +293,21 @@ void UDRatiosWindow::cmdOK_Click()
                                 prompt::Icon::Exclamation);
             return;
         }
+    }
+    // ...and each must fit its column: the ratio sides are whole numbers, the credit any finite number.
+    const std::pair<const QLineEdit*, const char*> sides[] = {{m_txtUpload, "Uploads"}, {m_txtDownload, "Downloads"}};
+    for (const auto& [box, field] : sides) {
+        if (!numbers::fitsInteger(numbers::read(box->text()).value_or(0))) {
+            m_ctx.prompter.tell(appinfo::Title,
+                                QStringLiteral("The %1 field must hold a whole number no larger than 2147483647.").arg(QLatin1String(field)),
+                                prompt::Icon::Exclamation);
+            return;
+        }
+    }
+    if (!numbers::fitsFloat(creditToStore())) {
+        m_ctx.prompter.tell(appinfo::Title, QStringLiteral("The Credit field holds a number larger than the database can hold."),
+                            prompt::Icon::Exclamation);
+        return;
     }
     // A failed save keeps the dialog open with what was typed.
     if (thisFormSaveData())

@@ -35,6 +35,8 @@ protected:
     void reject() override;
 
 private:
+    // The credit in the unit the database keeps it in, as the save would write it.
+    double creditToStore() const;
     void setupControls();
     void setupLayout();
     void setupRules();

@@ -2,9 +2,10 @@
 
 #include <QKeyEvent>
 
-NumericKeyFilter::NumericKeyFilter(std::function<void()> onAccepted, QObject* parent)
+NumericKeyFilter::NumericKeyFilter(std::function<void()> onAccepted, QObject* parent, QString alsoAccepted)
     : QObject(parent)
     , m_onAccepted(std::move(onAccepted))
+    , m_alsoAccepted(std::move(alsoAccepted))
 {
 }
 
@@ -13,18 +14,17 @@ void NumericKeyFilter::watch(QObject* box)
     box->installEventFilter(this);
 }
 
-bool NumericKeyFilter::accepts(QChar typed)
+bool NumericKeyFilter::accepts(QChar typed) const
 {
-    // The filter has always let the character between "." and "0" through: "/",
-    // which an IP rule such as 10.0.0.0/8 needs.
-    return typed.unicode() < 31 || (typed >= QLatin1Char('.') && typed <= QLatin1Char('9'));
+    // Control codes are editing keys, not characters: Delete types "\x7f".
+    return typed.category() == QChar::Other_Control || typed == QLatin1Char('.') || (typed >= QLatin1Char('0') && typed <= QLatin1Char('9'))
+        || m_alsoAccepted.contains(typed);
 }
 
 bool NumericKeyFilter::eventFilter(QObject* watched, QEvent* event)
 {
     if (event->type() == QEvent::KeyPress) {
         const QString typed = static_cast<QKeyEvent*>(event)->text();
-        // Keys that type nothing (arrows, Home, the shift states) are not characters to judge.
         if (!typed.isEmpty()) {
             if (!accepts(typed.at(0)))
                 return true;

@@ -109,19 +109,25 @@ inline void addLimitedAccount(TestDatabase& db, const QString& name, const QStri
     db.exec(accountInsert(name, extraColumns, extraValues));
 }
 
+// Runs statements on the configured database, as another tool would.
+inline bool runOnConfigured(ProgramUnderTest& program, const QStringList& statements)
+{
+    Database db(program.env.settings.readConnectionString());
+    if (!db.open())
+        return false;
+    for (const QString& statement : statements) {
+        if (!db.execute(statement))
+            return false;
+    }
+    return true;
+}
+
 // Configures the program on the template database, runs the statements on it and starts it.
 inline bool startOnTemplate(ProgramUnderTest& program, const QStringList& statements)
 {
     program.configure();
-    {
-        Database db(program.env.settings.readConnectionString());
-        if (!db.open())
-            return false;
-        for (const QString& statement : statements) {
-            if (!db.execute(statement))
-                return false;
-        }
-    }
+    if (!runOnConfigured(program, statements))
+        return false;
     program.start();
     return true;
 }

@@ -43,6 +43,8 @@ private slots:
         db->exec(QStringLiteral("update users set max_logins_per_ip=0, max_concurrent=-1 where username='bob'"));
         addLimitedAccount(*db, QStringLiteral("nulls"));
         db->exec(QStringLiteral("update users set max_logins_per_ip=1, max_concurrent=1 where username='nulls'"));
+        addLimitedAccount(*db, QStringLiteral("zeros"), QStringLiteral("one_login_per_ip"), QStringLiteral("0"));
+        db->exec(QStringLiteral("update users set max_logins_per_ip=0 where username='zeros'"));
         program.start();
         LimitsFixture ui(program);
 
@@ -82,6 +84,13 @@ private slots:
         QCOMPARE(F::values(dialog, {"txtIdleTimeOut", "txtMaxSpeed", "txtLoginMessageFile", "chkDisableAccount", "optOneLogin",
                                     "optMaxLogins", "TxtAllowOnly"}),
                  QStringList({"0", "0", "", "[ ]", "[ ]", "[x]", "1"}));
+        F::click(dialog, "cmdCancel");
+        // Both login columns 0: neither option, whatever the account before chose.
+        ui.selectUser(2);
+        dialog = ui.open("cmdMisc", "frmMiscSetup");
+        QCOMPARE(F::values(dialog, {"optOneLogin", "optMaxLogins"}), QStringList({"[ ]", "[ ]"}));
+        F::click(dialog, "cmdOK");
+        QCOMPARE(row(*db, QStringLiteral("zeros")).value(0).section(QLatin1Char(','), 4, 5), QStringLiteral("0,0"));
     }
 
     void okRefusesInOrder()
@@ -227,19 +236,56 @@ private slots:
         QVERIFY(!F::check(again, "chkExpires")->isChecked());
     }
 
-    void savesToTheAccountItLoaded()
+    // Each account dialog writes only to the account whose values it shows: the one
+    // it loaded, even when the page moves on, and none after a load that failed.
+    void dialogsSaveOnlyWhatTheyShow_data()
     {
+        QTest::addColumn<QString>("button");
+        QTest::addColumn<QString>("dialog");
+        QTest::addColumn<QString>("change");
+        QTest::addColumn<QString>("column");
+        QTest::newRow("options") << "cmdMisc" << "frmMiscSetup" << "chkDisableAccount" << "disable_user";
+        QTest::newRow("ratios") << "cmdUpDownRatios" << "frmUDRatios" << "chkEnableUD" << "ratio_type";
+        QTest::newRow("quota") << "cmdQuota" << "frmDiskQuota" << "chkEnableQuota" << "use_quota";
+    }
+    void dialogsSaveOnlyWhatTheyShow()
+    {
+        QFETCH(QString, button);
+        QFETCH(QString, dialog);
+        QFETCH(QString, change);
+        QFETCH(QString, column);
         ProgramUnderTest program;
-        QVERIFY(startOnTemplate(program, {accountInsert(QStringLiteral("alice")), accountInsert(QStringLiteral("bob"))}));
+        QVERIFY(startOnTemplate(program, {accountInsert(QStringLiteral("alice"),
+                                                        QStringLiteral("ratio_type, ratio_up, ratio_down, ratio_current_credit, quota_max"),
+                                                        QStringLiteral("'FilesOverall', 1, 1, 1, 1")),
+                                          accountInsert(QStringLiteral("bob"))}));
+        const auto stored = [&] {
+            return storedColumn(program, QStringLiteral("select username || ',' || coalesce(cast(%1 as varchar(20)), 'null') from users "
+                                                        "order by username").arg(column));
+        };
+        const QStringList before = stored();
         LimitsFixture ui(program);
-        QWidget* dialog = ui.open("cmdMisc", "frmMiscSetup");
-        F::click(dialog, "chkDisableAccount");
+        QWidget* window = ui.open(qPrintable(button), qPrintable(dialog));
+        F::click(window, qPrintable(change));
         ui.selectUser(1);
-        QCOMPARE(ui.main().pageState().currentUser, QStringLiteral("bob"));
-        F::click(dialog, "cmdOK");
-        // Bob keeps the template's default.
-        QCOMPARE(storedColumn(program, QStringLiteral("select username || ',' || disable_user from users order by username")),
-                 QStringList({"alice,1", "bob,0"}));
+        F::click(window, "cmdOK");
+        const QStringList aliceChanged = stored();
+        QVERIFY(aliceChanged[0] != before[0]);
+        QCOMPARE(aliceChanged[1], before[1]);
+
+        // Back on alice, then on bob with a load that fails: OK must not give bob alice's values.
+        ui.selectUser(0);
+        window = ui.open(qPrintable(button), qPrintable(dialog));
+        F::click(window, "cmdCancel");
+        ui.selectUser(1);
+        QVERIFY(runOnConfigured(program, {QStringLiteral("ALTER TABLE users RENAME COLUMN %1 TO hidden_column").arg(column)}));
+        ui.prompter().answerMessage(prompt::Answer::Ok, QStringLiteral("The database specified may have incorrect tables"));
+        window = ui.open(qPrintable(button), qPrintable(dialog));
+        QVERIFY(runOnConfigured(program, {QStringLiteral("ALTER TABLE users RENAME COLUMN hidden_column TO %1").arg(column)}));
+        ui.prompter().answerMessage(prompt::Answer::Ok, QStringLiteral("could not be read, so nothing was saved"));
+        F::click(window, "cmdOK");
+        QCOMPARE(ui.prompter().unusedSteps(), 0);
+        QCOMPARE(stored(), aliceChanged);
     }
 };
 

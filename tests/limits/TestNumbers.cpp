@@ -32,23 +32,44 @@ private slots:
         QCOMPARE(numbers::show(5.0), QStringLiteral("5"));
         QCOMPARE(numbers::show(0.954), QStringLiteral("0.954"));
         QCOMPARE(numbers::show(5120.0), QStringLiteral("5120"));
+        // The shortest text that reads back to the same number, never an exponent.
+        for (const double value : {1000000.0 / 1048576.0, 1.0 / 1048576.0, 1e20, 0.1 + 0.2}) {
+            const QString shown = numbers::show(value);
+            QVERIFY2(!shown.contains(QLatin1Char('e')), qPrintable(shown));
+            QCOMPARE(numbers::read(shown), std::optional<double>(value));
+        }
+        QVERIFY(numbers::fitsInteger(2147483647.0) && !numbers::fitsInteger(2147483648.0) && !numbers::fitsInteger(1.5));
+        QVERIFY(numbers::fitsNumeric(999999999999999999.0 / 2) && !numbers::fitsNumeric(1e18));
+        QVERIFY(!numbers::fitsFloat(1e308 * 10));
     }
 
-    void keyFilterLetsDigitsAndPointThrough()
+    void keyFilter_data()
     {
+        QTest::addColumn<QString>("alsoAccepted");
+        QTest::addColumn<QString>("typed");
+        QTest::addColumn<QString>("kept");
+        QTest::newRow("numbers") << QString() << "1a2.-3*/8 x" << "12.38";
+        QTest::newRow("ip rules") << "/" << "10.0.0.0/8a" << "10.0.0.0/8";
+    }
+    void keyFilter()
+    {
+        QFETCH(QString, alsoAccepted);
+        QFETCH(QString, typed);
         int accepted = 0;
-        NumericKeyFilter filter([&accepted] { ++accepted; });
+        NumericKeyFilter filter([&accepted] { ++accepted; }, nullptr, alsoAccepted);
         QLineEdit box;
         filter.watch(&box);
-        QTest::keyClicks(&box, QStringLiteral("1a2.-3*/8 x"));
-        QCOMPARE(box.text(), QStringLiteral("12.3/8"));
-        QCOMPARE(accepted, 6);
+        QTest::keyClicks(&box, typed);
+        QTEST(box.text(), "kept");
+        // Editing keys work: Home, Delete and Backspace change the box; keys that type nothing are not reported.
+        const int typedCount = accepted;
+        QTest::keyClick(&box, Qt::Key_Home);
+        // The Delete key of a real keyboard types "\x7f".
+        QTest::sendKeyEvent(QTest::Click, &box, Qt::Key_Delete, QString(QChar(0x7f)), Qt::NoModifier);
+        QTest::keyClick(&box, Qt::Key_End);
         QTest::keyClick(&box, Qt::Key_Backspace);
-        QCOMPARE(box.text(), QStringLiteral("12.3/"));
-        QCOMPARE(accepted, 7);
-        // Keys that type nothing are not judged.
-        QTest::keyClick(&box, Qt::Key_Left);
-        QCOMPARE(accepted, 7);
+        QCOMPARE(box.text(), QTest::currentDataTag() == QByteArray("numbers") ? QStringLiteral("2.3") : QStringLiteral("0.0.0.0/"));
+        QCOMPARE(accepted, typedCount + 2);
     }
 };
 

@@ -90,6 +90,14 @@ private slots:
         F::retype(F::box(dialog, "txtUDCrd"), QStringLiteral("1"));
         ui.prompter().answerMessage(prompt::Answer::Ok, QStringLiteral("Please make sure all fields are correct."));
         F::click(dialog, "cmdOK");
+        // Numbers that do not fit their columns are named, not sent.
+        F::retype(F::box(dialog, "txtDownload"), QStringLiteral("3000000000"));
+        ui.prompter().answerMessage(prompt::Answer::Ok, QStringLiteral("The Downloads field must hold a whole number"));
+        F::click(dialog, "cmdOK");
+        F::retype(F::box(dialog, "txtDownload"), QStringLiteral("1"));
+        F::box(dialog, "txtUDCrd")->setText(QStringLiteral("1") + QString(303, QLatin1Char('0')));
+        ui.prompter().answerMessage(prompt::Answer::Ok, QStringLiteral("The Credit field holds a number larger"));
+        F::click(dialog, "cmdOK");
         QVERIFY(dialog->isVisible());
         QCOMPARE(ui.prompter().unusedSteps(), 0);
     }
@@ -103,10 +111,20 @@ private slots:
                           QStringLiteral("1, 10485760, 1000000"));
         addLimitedAccount(*db, QStringLiteral("unset"));
         db->exec(QStringLiteral("update users set use_quota=NULL where username='unset'"));
+        addLimitedAccount(*db, QStringLiteral("exact"), QStringLiteral("use_quota, quota_max"), QStringLiteral("1, 1000000"));
         program.start();
         LimitsFixture ui(program);
 
+        // A maximum is shown as the shortest text that reads back to it, and an OK
+        // without a change keeps it exactly, however long that text.
         QWidget* dialog = ui.open("cmdQuota", "frmDiskQuota");
+        QCOMPARE(F::box(dialog, "txtQuotaMaximum")->text(), QStringLiteral("0.95367431640625"));
+        F::click(dialog, "cmdOK");
+        QVERIFY(!dialog->isVisible());
+        QCOMPARE(quotaRow(*db, QStringLiteral("exact")), QStringLiteral("1,1000000"));
+        ui.selectUser(1);
+
+        dialog = ui.open("cmdQuota", "frmDiskQuota");
         QCOMPARE(dialog->windowTitle(), QStringLiteral("User Disk Quota"));
         QCOMPARE(F::values(dialog, {"chkEnableQuota", "txtQuotaMaximum", "txtQuotaCurrent"}), QStringList({"[x]", "10", "0.954"}));
         QVERIFY(F::box(dialog, "txtQuotaCurrent")->isReadOnly());
@@ -121,7 +139,7 @@ private slots:
         QCOMPARE(quotaRow(*db, QStringLiteral("full")), QStringLiteral("1,2621440"));
 
         // A NULL flag is repaired as soon as the dialog loads; the quota is off.
-        ui.selectUser(1);
+        ui.selectUser(2);
         dialog = ui.open("cmdQuota", "frmDiskQuota");
         QCOMPARE(quotaRow(*db, QStringLiteral("unset")), QStringLiteral("0,NULL"));
         QVERIFY(!F::check(dialog, "chkEnableQuota")->isChecked());
@@ -136,6 +154,9 @@ private slots:
         F::click(dialog, "cmdOK");
         F::box(dialog, "txtQuotaMaximum")->setText(QStringLiteral("1.2.3"));
         ui.prompter().answerMessage(prompt::Answer::Ok, QStringLiteral("must be a number"));
+        F::click(dialog, "cmdOK");
+        F::box(dialog, "txtQuotaMaximum")->setText(QStringLiteral("9999999999999"));
+        ui.prompter().answerMessage(prompt::Answer::Ok, QStringLiteral("larger than the database can hold"));
         F::click(dialog, "cmdOK");
         QVERIFY(dialog->isVisible());
         QCOMPARE(ui.prompter().unusedSteps(), 0);
