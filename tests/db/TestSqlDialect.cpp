@@ -2,11 +2,13 @@
 
 #include "db/SqlDialect.h"
 #include "db/SqlText.h"
+#include "db/StoredFlag.h"
 
 #include <QLocale>
 #include <QTest>
 
-// The quoting helper and the rewriting of the program's SQL for each engine.
+// The quoting helper, the reading of stored flags and the rewriting of the
+// program's SQL for each engine.
 class TestSqlDialect : public QObject
 {
     Q_OBJECT
@@ -18,6 +20,27 @@ private slots:
         QCOMPARE(sqlQuote(QStringLiteral("say \"hi\"")), QStringLiteral("'say \"hi\"'"));
         QCOMPARE(sqlQuote(QString()), QStringLiteral("''"));
         QCOMPARE(sqlQuote(QStringLiteral("''")), QStringLiteral("''''''"));
+    }
+
+    void storedFlags_data()
+    {
+        QTest::addColumn<QVariant>("value");
+        QTest::addColumn<bool>("set");
+        QTest::newRow("NULL") << QVariant(QMetaType::fromType<int>()) << false;
+        QTest::newRow("0") << QVariant(0) << false;
+        QTest::newRow("0.0 as text") << QVariant(QStringLiteral(" 0.0 ")) << false;
+        QTest::newRow("false") << QVariant(false) << false;
+        QTest::newRow("1") << QVariant(qlonglong(1)) << true;
+        QTest::newRow("2") << QVariant(2) << true;
+        QTest::newRow("-1") << QVariant(-1) << true;
+        QTest::newRow("0.5") << QVariant(0.5) << true;
+        QTest::newRow("'true'") << QVariant(QStringLiteral("true")) << true;
+        QTest::newRow("empty text") << QVariant(QStringLiteral("")) << true;
+    }
+    void storedFlags()
+    {
+        QFETCH(QVariant, value);
+        QTEST(storedFlagIsSet(value), "set");
     }
 
     void numbersAlwaysUseAPoint()
