@@ -14,3 +14,8 @@ QString sqlQuote(const QString& text);
 // A number in SQL's form: a decimal point whatever the regional settings.
 QString sqlNumber(double value);
 QString sqlNumber(qint64 value);
+
+// Whether a database name can go into SQL bare, as every server takes it without
+// quoting: ASCII letters, digits and underscores, not beginning with a digit, and at
+// most 63 characters (PostgreSQL cuts longer names short).
+bool isBareDatabaseName(const QString& name);

@@ -7,8 +7,8 @@
 #include <QLocale>
 #include <QTest>
 
-// The quoting helper, the reading of stored flags and the rewriting of the
-// program's SQL for each engine.
+// The quoting helper, the names that go into SQL bare, the reading of stored flags,
+// and the rewriting of the program's SQL for each engine.
 class TestSqlDialect : public QObject
 {
     Q_OBJECT
@@ -20,6 +20,29 @@ private slots:
         QCOMPARE(sqlQuote(QStringLiteral("say \"hi\"")), QStringLiteral("'say \"hi\"'"));
         QCOMPARE(sqlQuote(QString()), QStringLiteral("''"));
         QCOMPARE(sqlQuote(QStringLiteral("''")), QStringLiteral("''''''"));
+    }
+
+    void bareDatabaseNames_data()
+    {
+        QTest::addColumn<QString>("name");
+        QTest::addColumn<bool>("bare");
+        QTest::newRow("letters and digits") << "VantrelDB2" << true;
+        QTest::newRow("underscores") << "_ftp_accounts" << true;
+        QTest::newRow("63 characters") << QString(63, QLatin1Char('q')) << true;
+        QTest::newRow("64 characters") << QString(64, QLatin1Char('q')) << false;
+        QTest::newRow("leading digit") << "1db" << false;
+        QTest::newRow("statement") << "x;drop_database_master" << false;
+        QTest::newRow("bracket") << "x]" << false;
+        QTest::newRow("quote") << "o'hara" << false;
+        QTest::newRow("dot") << "master.dbo" << false;
+        QTest::newRow("non-ASCII letter") << "bücher" << false;
+        QTest::newRow("line end") << "db\n" << false;
+        QTest::newRow("empty") << "" << false;
+    }
+    void bareDatabaseNames()
+    {
+        QFETCH(QString, name);
+        QTEST(isBareDatabaseName(name), "bare");
     }
 
     void storedFlags_data()
