@@ -93,6 +93,17 @@ bool Database::open()
             return false;
         }
         m_open = true;
+        if (m_engine == Engine::PostgreSql) {
+            // sqlQuote escapes nothing but quotes: a server that reads backslashes as
+            // escapes in literals would let a name like x\' end its literal early.
+            QSqlQuery pin(db);
+            if (!pin.exec(QStringLiteral("SET standard_conforming_strings = on")) || !pin.exec(QStringLiteral("SHOW standard_conforming_strings"))
+                || !pin.next() || pin.value(0).toString() != QLatin1String("on")) {
+                m_error = QStringLiteral("The PostgreSQL session could not be set to standard-conforming strings: ")
+                    + errorText(pin.lastError());
+                m_open = false;
+            }
+        }
         if (m_engine == Engine::Sqlite) {
             // SQLite opens any file; only a read shows whether it is a database.
             QSqlQuery probe(db);

@@ -4,6 +4,7 @@
 #include "db/DataLinkDialog.h"
 #include "db/Database.h"
 #include "db/Schema.h"
+#include "db/SqlText.h"
 #include "platform/Clock.h"
 #include "platform/Prompter.h"
 #include "platform/SettingsStore.h"
@@ -613,31 +614,38 @@ bool DatabaseWizardWindow::askServerAndName(Kind kind, QString& server, QString&
                                      proposal});
         if (name.isEmpty() || server.isEmpty())
             return false;
-        if (!name.contains(QLatin1Char(' ')) && !name.contains(QLatin1Char('-')))
-            return true;
-        const prompt::Answer retype = m_ctx.prompter.ask(
-            Caption,
-            QStringLiteral("The database name you have selected has spaces and/or dashes.") + CrLf + CrLf
-                + QStringLiteral("Would you like to retype the database name?"),
-            prompt::Icon::Question, prompt::Buttons::YesNo);
-        if (retype == prompt::Answer::Yes)
-            continue;
-        QString cleaned = name;
-        cleaned.remove(QLatin1Char(' ')).remove(QLatin1Char('-'));
-        // Nothing is left to propose; the administrator has to type a name.
-        if (cleaned.isEmpty())
-            continue;
-        const prompt::Answer use = m_ctx.prompter.ask(
-            Caption,
-            QStringLiteral("Since you decided to not retype your database name without dashes or ") + CrLf
-                + QStringLiteral("spaces we have done it for you.") + CrLf + CrLf
-                + QStringLiteral("The database will be called \"") + cleaned + QLatin1Char('"') + CrLf + CrLf
-                + QStringLiteral("Would you like to use this database name?"),
-            prompt::Icon::Information, prompt::Buttons::YesNoCancel);
-        if (use == prompt::Answer::Yes) {
+        if (name.contains(QLatin1Char(' ')) || name.contains(QLatin1Char('-'))) {
+            const prompt::Answer retype = m_ctx.prompter.ask(
+                Caption,
+                QStringLiteral("The database name you have selected has spaces and/or dashes.") + CrLf + CrLf
+                    + QStringLiteral("Would you like to retype the database name?"),
+                prompt::Icon::Question, prompt::Buttons::YesNo);
+            if (retype == prompt::Answer::Yes)
+                continue;
+            QString cleaned = name;
+            cleaned.remove(QLatin1Char(' ')).remove(QLatin1Char('-'));
+            // Nothing is left to propose; the administrator has to type a name.
+            if (cleaned.isEmpty())
+                continue;
+            const prompt::Answer use = m_ctx.prompter.ask(
+                Caption,
+                QStringLiteral("Since you decided to not retype your database name without dashes or ") + CrLf
+                    + QStringLiteral("spaces we have done it for you.") + CrLf + CrLf
+                    + QStringLiteral("The database will be called \"") + cleaned + QLatin1Char('"') + CrLf + CrLf
+                    + QStringLiteral("Would you like to use this database name?"),
+                prompt::Icon::Information, prompt::Buttons::YesNoCancel);
+            if (use != prompt::Answer::Yes)
+                continue;
             name = cleaned;
-            return true;
         }
+        // The name goes into "create database" bare, so it must be one no server reads as more than a name.
+        if (isBareDatabaseName(name))
+            return true;
+        m_ctx.prompter.tell(Caption,
+                            QStringLiteral("The database name \"%1\" cannot be used.").arg(name) + CrLf
+                                + QStringLiteral("A database name may hold only the letters A to Z, the digits 0 to 9 and the "
+                                                 "underscore, must not begin with a digit, and may be at most 63 characters long."),
+                            prompt::Icon::Exclamation);
     }
 }
 

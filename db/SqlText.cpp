@@ -1,6 +1,7 @@
 #include "db/SqlText.h"
 
 #include <QLocale>
+#include <QRegularExpression>
 
 QString sqlQuote(const QString& text)
 {
@@ -17,4 +18,10 @@ QString sqlNumber(double value)
 QString sqlNumber(qint64 value)
 {
     return QString::number(value);
+}
+
+bool isBareDatabaseName(const QString& name)
+{
+    static const QRegularExpression bare(QRegularExpression::anchoredPattern(QStringLiteral("[A-Za-z_][A-Za-z0-9_]{0,62}")));
+    return bare.match(name).hasMatch();
 }

@@ -10,24 +10,10 @@
 #include "shell/ProgramExit.h"
 
 #include <QFileInfo>
-#include <QRegularExpression>
 #include <QSaveFile>
-#include <QStringList>
-
-#include <cmath>
 
 namespace updates {
 namespace {
-
-int leadingNumber(const QString& piece)
-{
-    static const QRegularExpression number(QStringLiteral("^\\s*[+-]?(\\d+\\.?\\d*|\\.\\d+)"));
-    const QRegularExpressionMatch match = number.match(piece);
-    if (!match.hasMatch())
-        return 0;
-    const double value = match.captured(0).trimmed().toDouble();
-    return std::isfinite(value) && std::fabs(value) < 1e6 ? static_cast<int>(std::lround(value)) : 0;
-}
 
 bool writeWhole(const QString& path, const QByteArray& bytes)
 {
@@ -40,26 +26,6 @@ bool writeWhole(const QString& path, const QByteArray& bytes)
 bool g_checking = false;
 
 } // namespace
-
-Version parseVersionReply(const QString& reply)
-{
-    const QStringList pieces = reply.trimmed().split(QLatin1Char('.'));
-    Version version;
-    version.major = leadingNumber(pieces.value(0));
-    version.minor = leadingNumber(pieces.value(1));
-    version.revision = leadingNumber(pieces.value(2));
-    return version;
-}
-
-int versionValue(const Version& version)
-{
-    return version.major * 100000 + version.minor * 1000 + version.revision * 10;
-}
-
-Version ownVersion()
-{
-    return {appinfo::VersionMajor, appinfo::VersionMinor, appinfo::VersionRevision};
-}
 
 QUrl baseUrl()
 {

@@ -1,9 +1,12 @@
 // Makes the key pair that update packages are signed with, and signs a package:
 //   sign-package keygen <secret-key-file> <public-key-file>
-//   sign-package sign <secret-key-file> <package> [<signature-file>]   (default: <package>.sig)
-//   sign-package header <public-key-file> <header-file>               (for a build of the updater)
+//   sign-package sign <secret-key-file> <version> <package> [<signature-file>]   (default: <package>.sig)
+//   sign-package header <public-key-file> <header-file>                         (for a build of the updater)
 // The public key file holds the key in hexadecimal, as the build option
-// QUILLMERE_UPDATE_PUBLIC_KEY takes it; the signature is detached Ed25519.
+// QUILLMERE_UPDATE_PUBLIC_KEY takes it. The signature is Ed25519 over the version
+// and the package together, written with the version it signs (see PackageSignature).
+
+#include "maintenance/PackageSignature.h"
 
 #include <sodium.h>
 
@@ -73,18 +76,25 @@ int main(int argc, char* argv[])
             return fail("cannot write the key files");
         return 0;
     }
-    if (command == "sign" && (argc == 4 || argc == 5)) {
+    if (command == "sign" && (argc == 5 || argc == 6)) {
+        const auto version = updates::readReleaseVersion(QString::fromLocal8Bit(argv[3]));
+        if (!version)
+            return fail(std::string("the version \"") + argv[3] + "\" is not of the form major.minor.revision (for example 2.1.7)");
         unsigned char secretKey[crypto_sign_SECRETKEYBYTES];
         if (!readHexKey(argv[2], secretKey, sizeof secretKey))
             return fail(std::string("cannot read the secret key ") + argv[2]);
         std::vector<unsigned char> package;
-        if (!readFile(argv[3], package))
-            return fail(std::string("cannot read the package ") + argv[3]);
+        if (!readFile(argv[4], package))
+            return fail(std::string("cannot read the package ") + argv[4]);
+        const QByteArray message = updates::signedMessage(
+            *version, QByteArray(reinterpret_cast<const char*>(package.data()), static_cast<qsizetype>(package.size())));
         unsigned char signature[crypto_sign_BYTES];
-        crypto_sign_detached(signature, nullptr, package.data(), package.size(), secretKey);
+        crypto_sign_detached(signature, nullptr, reinterpret_cast<const unsigned char*>(message.constData()),
+                             static_cast<unsigned long long>(message.size()), secretKey);
         sodium_memzero(secretKey, sizeof secretKey);
-        const std::string out = argc == 5 ? argv[4] : std::string(argv[3]) + ".sig";
-        if (!writeFile(out, signature, sizeof signature))
+        const QByteArray file = updates::signatureFileText({*version, QByteArray(reinterpret_cast<const char*>(signature), sizeof signature)});
+        const std::string out = argc == 6 ? argv[5] : std::string(argv[4]) + ".sig";
+        if (!writeFile(out, file.constData(), static_cast<size_t>(file.size())))
             return fail("cannot write the signature " + out);
         return 0;
     }
@@ -100,7 +110,7 @@ int main(int argc, char* argv[])
     }
     std::fprintf(stderr,
                  "usage: sign-package keygen <secret-key-file> <public-key-file>\n"
-                 "       sign-package sign <secret-key-file> <package> [<signature-file>]\n"
+                 "       sign-package sign <secret-key-file> <version> <package> [<signature-file>]\n"
                  "       sign-package header <public-key-file> <header-file>\n");
     return 2;
 }

@@ -4,6 +4,7 @@
 
 #include "db/Database.h"
 #include "db/SqlText.h"
+#include "db/StoredFlag.h"
 
 #include <QFileInfo>
 #include <QStringDecoder>
@@ -129,7 +130,7 @@ QStringList decide(const LoginRequest& request, Database& database, const Trace&
     if (!home.isValid() || !home.next())
         return refusal();
     const QString homedir = home.text(QStringLiteral("homedir"));
-    const bool disabled = !home.isNull(QStringLiteral("disable_user")) && home.value(QStringLiteral("disable_user")).toDouble() == 1.0;
+    const bool disabled = storedFlagIsSet(home.value(QStringLiteral("disable_user")));
     home = Rows();
     if (disabled)
         return refusal();

@@ -1,32 +1,40 @@
 #include "AuthRules.h"
 
 #include <QCryptographicHash>
+#include <QHostAddress>
 #include <QRegularExpression>
 #include <QStringList>
 
+#include <algorithm>
 #include <optional>
 
 namespace gatewick {
 namespace {
 
-// The address as four numbers; an IPv4 address mapped into IPv6 counts as IPv4.
-std::optional<quint32> parseAddress(QString address)
+// What a client address is to the rules: IPv4 (an IPv4 address mapped into IPv6
+// counts as IPv4, in any of its written forms), another IPv6 address, or unreadable.
+struct ClientAddress
 {
-    address = address.trimmed();
-    if (address.startsWith(QLatin1String("::ffff:"), Qt::CaseInsensitive))
-        address = address.mid(7);
-    const QStringList parts = address.split(QLatin1Char('.'));
-    if (parts.size() != 4)
-        return std::nullopt;
-    quint32 value = 0;
-    for (const QString& part : parts) {
-        bool ok = false;
-        const uint number = part.toUInt(&ok);
-        if (!ok || number > 255)
-            return std::nullopt;
-        value = (value << 8) | number;
+    enum class Kind { Unreadable, IPv4, IPv6 } kind = Kind::Unreadable;
+    quint32 ipv4 = 0;
+};
+
+ClientAddress readAddress(const QString& text)
+{
+    const QString address = text.trimmed();
+    QHostAddress parsed;
+    if (!parsed.setAddress(address))
+        return {};
+    bool isIPv4 = false;
+    const quint32 value = parsed.toIPv4Address(&isIPv4);
+    if (isIPv4) {
+        // Short, octal or hexadecimal dotted forms ("1.2.3", "010.1.2.3") are no
+        // address the server writes; reading them one way or another would be a guess.
+        if (parsed.protocol() == QAbstractSocket::IPv4Protocol && parsed.toString() != address)
+            return {};
+        return {ClientAddress::Kind::IPv4, value};
     }
-    return value;
+    return {ClientAddress::Kind::IPv6, 0};
 }
 
 // The leading number of a rule part; an empty part is 0.
@@ -45,12 +53,13 @@ std::optional<uint> leadingNumber(const QString& part)
 
 bool ipRuleMatches(const QString& rule, const QString& clientAddress)
 {
-    const auto client = parseAddress(clientAddress);
-    if (!client)
-        return false;
     QString body = rule.trimmed();
     if (body.isEmpty())
         return false;
+    const ClientAddress client = readAddress(clientAddress);
+    // A client whose address cannot be read falls under every rule.
+    if (client.kind == ClientAddress::Kind::Unreadable)
+        return true;
     int prefix = 32;
     const int slash = static_cast<int>(body.indexOf(QLatin1Char('/')));
     if (slash >= 0) {
@@ -61,7 +70,9 @@ bool ipRuleMatches(const QString& rule, const QString& clientAddress)
         body = body.left(slash);
     }
     const QStringList parts = body.split(QLatin1Char('.'));
-    if (parts.size() != 4)
+    if (std::all_of(parts.cbegin(), parts.cend(), [](const QString& part) { return part.trimmed() == QLatin1String("*"); }))
+        return true;
+    if (client.kind != ClientAddress::Kind::IPv4 || parts.size() != 4)
         return false;
     quint32 network = 0;
     quint32 mask = 0;
@@ -78,7 +89,7 @@ bool ipRuleMatches(const QString& rule, const QString& clientAddress)
     }
     const quint32 prefixMask = prefix == 0 ? 0u : 0xFFFFFFFFu << (32 - prefix);
     mask &= prefixMask;
-    return (*client & mask) == (network & mask);
+    return (client.ipv4 & mask) == (network & mask);
 }
 
 QString saltedMd5(const QString& salt, const QString& password)
@@ -90,12 +101,11 @@ bool passwordMatches(const QString& stored, const QString& typed)
 {
     if (typed.isEmpty())
         return false;
-    if (stored == typed)
-        return true;
+    // Where the stored text is a salted hash, typing the hash itself must not open the account.
     static const QRegularExpression md5Form(QStringLiteral("^[A-Za-z]{2}[0-9A-Fa-f]{32}$"));
-    if (!md5Form.match(stored).hasMatch())
-        return false;
-    return saltedMd5(stored.left(2), typed).compare(stored.mid(2), Qt::CaseInsensitive) == 0;
+    if (md5Form.match(stored).hasMatch())
+        return saltedMd5(stored.left(2), typed).compare(stored.mid(2), Qt::CaseInsensitive) == 0;
+    return stored == typed;
 }
 
 } // namespace gatewick

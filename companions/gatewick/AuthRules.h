@@ -8,12 +8,16 @@ namespace gatewick {
 
 // A rule matches an IPv4 address exactly; "/n" makes it a CIDR block; a part
 // written "*" matches any value. A part's value is its leading number, as the
-// rule dialogs read it ("" counts as 0). Anything else matches nothing.
+// rule dialogs read it ("" counts as 0). An IPv4 address mapped into IPv6 is matched
+// as IPv4; another IPv6 address only by a rule made of "*" parts alone. A client
+// address that cannot be read matches every rule that is not blank, so that any
+// rule in force refuses it. Anything else matches nothing.
 bool ipRuleMatches(const QString& rule, const QString& clientAddress);
 
-// True when the typed password equals the stored one, or when the stored text is
-// the server's salted MD5 form ("xy" + 32 hex digits: the MD5 of "xy" followed by
-// the password) and the typed one hashes to it. An empty password never matches.
+// True when the stored text is the server's salted MD5 form ("xy" + 32 hex digits:
+// the MD5 of "xy" followed by the password) and the typed password hashes to it, or,
+// for any other stored text, when the typed password equals it. An empty password
+// never matches.
 bool passwordMatches(const QString& stored, const QString& typed);
 
 // The salted MD5 form of a password, as the server's INI file keeps it.

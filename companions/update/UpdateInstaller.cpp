@@ -1,5 +1,6 @@
 #include "UpdateInstaller.h"
 
+#include "maintenance/PackageSignature.h"
 #include "platform/InstanceLock.h"
 
 #include <QDir>
@@ -10,9 +11,10 @@
 
 #include <sodium.h>
 
-UpdateInstaller::UpdateInstaller(QString folder, QByteArray publicKey)
+UpdateInstaller::UpdateInstaller(QString folder, QByteArray publicKey, updates::Version running)
     : m_folder(std::move(folder))
     , m_publicKey(std::move(publicKey))
+    , m_running(running)
 {
 }
 
@@ -49,13 +51,13 @@ bool UpdateInstaller::waitForProgramEnd(InstanceLock& lock, std::chrono::millise
     return true;
 }
 
-bool UpdateInstaller::signatureMatches(const QByteArray& package, const QByteArray& signature, const QByteArray& publicKey)
+bool UpdateInstaller::signatureMatches(const QByteArray& message, const QByteArray& signature, const QByteArray& publicKey)
 {
     if (sodium_init() < 0 || signature.size() != crypto_sign_BYTES || publicKey.size() != crypto_sign_PUBLICKEYBYTES)
         return false;
     return crypto_sign_verify_detached(reinterpret_cast<const unsigned char*>(signature.constData()),
-                                       reinterpret_cast<const unsigned char*>(package.constData()),
-                                       static_cast<unsigned long long>(package.size()),
+                                       reinterpret_cast<const unsigned char*>(message.constData()),
+                                       static_cast<unsigned long long>(message.size()),
                                        reinterpret_cast<const unsigned char*>(publicKey.constData()))
         == 0;
 }
@@ -89,8 +91,16 @@ UpdateInstaller::Outcome UpdateInstaller::install() const
                                       "so it cannot tell a genuine package. Nothing was installed.")};
     if (signature.isEmpty())
         return {false, QStringLiteral("The update package carries no signature, so it may not be genuine. Nothing was installed.")};
-    if (!signatureMatches(package, signature, m_publicKey))
+    const auto signedFor = updates::readSignatureFile(signature);
+    if (!signedFor)
+        return {false, QStringLiteral("The signature file of the update package is not in the form this updater reads "
+                                      "(a version line and the signature), so the package may not be genuine. Nothing was installed.")};
+    if (!signatureMatches(updates::signedMessage(signedFor->version, package), signedFor->signature, m_publicKey))
         return {false, QStringLiteral("The update package is not genuine: its signature does not match. Nothing was installed.")};
+    if (updates::versionValue(signedFor->version) <= updates::versionValue(m_running))
+        return {false, QStringLiteral("The update package is version %1, which is not newer than the version installed here (%2). "
+                                      "An update never goes back to an older or the same version. Nothing was installed.")
+                           .arg(updates::versionText(signedFor->version), updates::versionText(m_running))};
     if (!isProgramOfThisPlatform(package))
         return {false, QStringLiteral("The update package is not a program for this computer. Nothing was installed.")};
 

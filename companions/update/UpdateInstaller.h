@@ -1,5 +1,7 @@
 #pragma once
 
+#include "maintenance/ReleaseVersion.h"
+
 #include <QByteArray>
 #include <QString>
 
@@ -8,9 +10,10 @@
 class InstanceLock;
 
 // Puts a downloaded update in place of the program: "Vantrel.upg" with its
-// detached signature "Vantrel.upg.sig", in the program's folder. Only a package
-// signed with the key built into the updater is installed; the old program is kept
-// as "Vantrel.bak", and whatever fails on the way leaves the old program in place.
+// signature file "Vantrel.upg.sig", in the program's folder. Only a package signed
+// with the key built into the updater, for a version newer than the running one, is
+// installed (so an older signed release cannot be replayed); the old program is
+// kept as "Vantrel.bak", and whatever fails on the way leaves the old program in place.
 class UpdateInstaller
 {
 public:
@@ -20,7 +23,7 @@ public:
         QString message; // why nothing was installed, in words for the administrator
     };
 
-    UpdateInstaller(QString folder, QByteArray publicKey);
+    UpdateInstaller(QString folder, QByteArray publicKey, updates::Version running);
 
     static QString programName();
     QString programPath() const;
@@ -30,8 +33,8 @@ public:
     bool waitForProgramEnd(InstanceLock& lock, std::chrono::milliseconds timeout) const;
     Outcome install() const;
 
-    // Whether the bytes verify against the key; a key of the wrong size never does.
-    static bool signatureMatches(const QByteArray& package, const QByteArray& signature, const QByteArray& publicKey);
+    // Whether the signed bytes verify against the key; a key of the wrong size never does.
+    static bool signatureMatches(const QByteArray& message, const QByteArray& signature, const QByteArray& publicKey);
     // Whether the bytes start the way this platform's programs do (ELF, or PE on Windows).
     static bool isProgramOfThisPlatform(const QByteArray& bytes);
 
@@ -40,4 +43,5 @@ private:
 
     QString m_folder;
     QByteArray m_publicKey;
+    updates::Version m_running;
 };

@@ -19,7 +19,8 @@ int main(int argc, char* argv[])
     QApplication app(argc, argv);
     const bool unattended = qEnvironmentVariable("QUILLMERE_UPDATER_UNATTENDED") == QLatin1String("1");
     const QByteArray publicKey = QByteArray::fromHex(QUILLMERE_UPDATE_PUBLIC_KEY_HEX);
-    const UpdateInstaller installer(QCoreApplication::applicationDirPath(), publicKey);
+    // The updater is carried inside the program it replaces, so its own version is the running one.
+    const UpdateInstaller installer(QCoreApplication::applicationDirPath(), publicKey, updates::ownVersion());
 
     UpdaterWindow window;
     if (!unattended)

@@ -30,7 +30,14 @@ private slots:
         QTest::newRow("out of range") << "1.2.3.256" << "1.2.3.0" << false;
         QTest::newRow("bad prefix") << "1.2.3.4/33" << "1.2.3.4" << false;
         QTest::newRow("empty rule") << "" << "1.2.3.4" << false;
-        QTest::newRow("ipv6 client") << "*.*.*.*" << "2001:db8::1" << false;
+        QTest::newRow("mapped, hexadecimal") << "10.1.2.3" << "::FFFF:0a01:0203" << true;
+        QTest::newRow("mapped, written out") << "10.0.0.0/8" << "0:0:0:0:0:ffff:10.1.2.3" << true;
+        QTest::newRow("ipv6 client, all parts *") << "*.*.*.*" << "2001:db8::1" << true;
+        QTest::newRow("ipv6 client, ipv4 rule") << "0.0.0.0/0" << "2001:db8::1" << false;
+        QTest::newRow("no address, ipv4 rule") << "10.9.9.9" << "" << true;
+        QTest::newRow("unreadable address") << "10.9.9.9" << "garbage" << true;
+        QTest::newRow("short dotted form, unreadable") << "9.9.9.9" << "1.2.3" << true;
+        QTest::newRow("unreadable address, blank rule") << " " << "garbage" << false;
     }
 
     void ipRules()
@@ -51,7 +58,7 @@ private slots:
                  QString::fromLatin1(QCryptographicHash::hash("kxopensesame", QCryptographicHash::Md5).toHex()));
         QVERIFY(gatewick::passwordMatches(stored, QStringLiteral("opensesame")));
         QVERIFY(gatewick::passwordMatches(stored.toLower(), QStringLiteral("opensesame")));
-        QVERIFY(gatewick::passwordMatches(stored, stored)); // the stored text itself, as typed
+        QVERIFY(!gatewick::passwordMatches(stored, stored)); // the stored hash itself, typed as the password
         QVERIFY(!gatewick::passwordMatches(stored, QStringLiteral("opensesame ")));
         QVERIFY(!gatewick::passwordMatches(stored, QString()));
     }

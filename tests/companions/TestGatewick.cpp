@@ -34,6 +34,9 @@ private slots:
     {
         TestEnvironment env;
         QUILLMERE_OPEN_DATABASE(db, env);
+        // A server where backslashes escape in literals unless the session says otherwise.
+        if (engine == TestEngine::PostgreSql)
+            db->exec(QStringLiteral("ALTER DATABASE %1 SET standard_conforming_strings = off").arg(db->column(QStringLiteral("select current_database()")).value(0)));
         const QString home = gatewicktest::homeFolder(env, QStringLiteral("bob"));
         QVERIFY(gatewicktest::createAccount(env, QStringLiteral("bob"), QStringLiteral("s3cret"), home));
         QVERIFY(gatewicktest::createAccount(env, QStringLiteral("carol"), QStringLiteral("pw"), gatewicktest::homeFolder(env, QStringLiteral("carol"))));
@@ -44,6 +47,8 @@ private slots:
         QVERIFY(gatewicktest::createAccount(env, QStringLiteral("rooted"), QStringLiteral("pw"), QStringLiteral("/")));
         QVERIFY(gatewicktest::createAccount(env, QStringLiteral("homeless"), QStringLiteral("pw"), gatewicktest::homeFolder(env, QStringLiteral("gone"))));
         QVERIFY(QDir(env.path(QStringLiteral("ftp/gone"))).removeRecursively());
+        QVERIFY(gatewicktest::createAccount(env, QStringLiteral("CORP\\ann"), QStringLiteral("pw"), gatewicktest::homeFolder(env, QStringLiteral("ann"))));
+        QCOMPARE(db->column(QStringLiteral("select username from users where username like 'CORP%'")), QStringList{"CORP\\ann"});
         const QString settings = env.settingsPath();
         const auto firstLine = [&settings](const QByteArray& account, const QByteArray& password, const QByteArray& address = "127.0.0.1") {
             return gatewicktest::runHandler(settings, account, password, address).lines.value(0);
@@ -69,13 +74,15 @@ private slots:
         QCOMPARE(carol.value(QStringLiteral("per_user_max")), QStringLiteral("2"));
 
         QCOMPARE(firstLine("imported", "migrated"), QStringLiteral("auth_ok:1"));
+        QCOMPARE(firstLine("CORP\\ann", "pw"), QStringLiteral("auth_ok:1"));
 
         // Refusals (-1) and unknown accounts (0), bad input among them.
         const QList<std::tuple<QByteArray, QByteArray, QString>> cases{
             {"bob", "wrong", "auth_ok:-1"},         {"bob", "", "auth_ok:-1"},         {"BOB2", "s3cret", "auth_ok:0"},
             {"x' OR '1'='1", "s3cret", "auth_ok:0"}, {"bob' --", "s3cret", "auth_ok:0"}, {QByteArray(10000, 'b'), "s3cret", "auth_ok:0"},
             {"b\xff\xfe", "s3cret", "auth_ok:0"},    {"bob", "s3c\xffret", "auth_ok:-1"}, {"rooted", "pw", "auth_ok:-1"},
-            {"homeless", "pw", "auth_ok:-1"},
+            {"homeless", "pw", "auth_ok:-1"},       {"imported", md5.toLatin1(), "auth_ok:-1"}, {"x\\' OR 1=1--", "s3cret", "auth_ok:0"},
+            {"x\\'; update users set password=chr(65)--", "A", "auth_ok:0"},
         };
         for (const auto& [account, password, expected] : cases) {
             const auto answer = gatewicktest::runHandler(settings, account, password);
@@ -83,10 +90,17 @@ private slots:
             QCOMPARE(answer.lines, QStringList({expected, QStringLiteral("end")}));
         }
         QVERIFY(gatewicktest::runHandler(settings, "rooted", "pw").errors.contains(QStringLiteral("belongs to root")));
+        QCOMPARE(db->column(QStringLiteral("select password from users where username='bob'")), QStringList{"s3cret"});
 
         // A disabled account, and IP rules: global, the account's own, and for everyone ("*").
-        db->exec(QStringLiteral("update users set disable_user=1 where username='carol'"));
-        QCOMPARE(firstLine("carol", "pw"), QStringLiteral("auth_ok:-1"));
+        // Any stored flag but 0 disables; text that is no number counts as set.
+        QStringList flags{"0", "2", "-1", "1"};
+        if (engine == TestEngine::Sqlite)
+            flags.insert(1, QStringLiteral("'true'"));
+        for (const QString& flag : flags) {
+            db->exec(QStringLiteral("update users set disable_user=%1 where username='carol'").arg(flag));
+            QCOMPARE(firstLine("carol", "pw"), flag == QLatin1String("0") ? QStringLiteral("auth_ok:1") : QStringLiteral("auth_ok:-1"));
+        }
         db->exec(QStringLiteral("insert into blocked_ips (ip) values ('10.1.0.0/16')"));
         db->exec(QStringLiteral("insert into blocked_ips_by_user (username, ip) values ('bob', '10.2.*.*')"));
         db->exec(QStringLiteral("insert into blocked_ips_by_user (username, ip) values ('*', '10.3.3.3')"));
@@ -95,6 +109,8 @@ private slots:
         QCOMPARE(firstLine("imported", "migrated", "10.2.7.7"), QStringLiteral("auth_ok:1"));
         QCOMPARE(firstLine("imported", "migrated", "10.3.3.3"), QStringLiteral("auth_ok:-1"));
         QCOMPARE(firstLine("bob", "s3cret", "10.4.0.1"), QStringLiteral("auth_ok:1"));
+        QCOMPARE(firstLine("bob", "s3cret", "2001:db8::1"), QStringLiteral("auth_ok:1"));
+        QCOMPARE(firstLine("bob", "s3cret", "not an address"), QStringLiteral("auth_ok:-1"));
     }
 
     void failsClosedWithoutADatabase()

@@ -3,6 +3,8 @@
 
 #include "UpdateInstaller.h"
 
+#include "maintenance/ReleaseVersion.h"
+
 using gatewicktest::fileContents;
 
 // The updater as the program starts it: in the program's folder, beside the old
@@ -15,9 +17,16 @@ class TestUpdater : public QObject
 
     static void write(const QString& path, const QByteArray& bytes) { QVERIFY(!gatewicktest::writeFile(path, bytes).isEmpty()); }
 
-    static void sign(const QString& package)
+    // Releases relative to the version of this build, which the updater takes as the running one.
+    static QString release(int step)
     {
-        QCOMPARE(QProcess::execute(bin("sign-package"), {QStringLiteral("sign"), QStringLiteral(QUILLMERE_TEST_KEY_DIR "/secret.key"), package}), 0);
+        const updates::Version own = updates::ownVersion();
+        return updates::versionText({own.major, own.minor, own.revision + step});
+    }
+
+    static void sign(const QString& package, const QString& version = release(1))
+    {
+        QCOMPARE(QProcess::execute(bin("sign-package"), {QStringLiteral("sign"), QStringLiteral(QUILLMERE_TEST_KEY_DIR "/secret.key"), version, package}), 0);
     }
 
     // A program folder: the old program (a copy of a system program), the updater,
@@ -85,6 +94,10 @@ private slots:
         QTest::addColumn<QString>("reason");
         QTest::newRow("bad signature") << "signature" << "not genuine";
         QTest::newRow("truncated package") << "truncate" << "not genuine";
+        QTest::newRow("claimed version is not the signed one") << "claim" << "not genuine";
+        QTest::newRow("older release replayed") << "older" << "is not newer than the version installed here";
+        QTest::newRow("same release replayed") << "same" << "is not newer than the version installed here";
+        QTest::newRow("signature without its version") << "bare" << "not in the form this updater reads";
         QTest::newRow("no signature") << "unsigned" << "carries no signature";
         QTest::newRow("empty package") << "empty" << "missing or empty";
         QTest::newRow("not a program") << "text" << "not a program for this computer";
@@ -97,10 +110,16 @@ private slots:
         QFETCH(QString, reason);
         TestEnvironment env;
         const Folder folder = prepare(env);
+        const QByteArray signature = fileContents(folder.file("Vantrel.upg.sig"));
+        QVERIFY(signature.startsWith("version " + release(1).toLatin1() + '\n'));
         if (damage == QLatin1String("signature")) {
-            QByteArray signature = fileContents(folder.file("Vantrel.upg.sig"));
-            signature[10] = static_cast<char>(signature[10] ^ 0x55);
-            write(folder.file("Vantrel.upg.sig"), signature);
+            write(folder.file("Vantrel.upg.sig"), signature.left(signature.size() - 2) + (signature.endsWith("0\n") ? "1\n" : "0\n"));
+        } else if (damage == QLatin1String("claim")) {
+            write(folder.file("Vantrel.upg.sig"), QByteArray(signature).replace(release(1).toLatin1(), release(2).toLatin1()));
+        } else if (damage == QLatin1String("older") || damage == QLatin1String("same")) {
+            sign(folder.file("Vantrel.upg"), release(damage == QLatin1String("older") ? -1 : 0));
+        } else if (damage == QLatin1String("bare")) {
+            write(folder.file("Vantrel.upg.sig"), QByteArray::fromHex(signature.split('\n').value(1)));
         } else if (damage == QLatin1String("truncate")) {
             write(folder.file("Vantrel.upg"), folder.newProgram.left(folder.newProgram.size() / 2));
         } else if (damage == QLatin1String("unsigned")) {

@@ -175,6 +175,31 @@ private slots:
         QVERIFY(run.saved().isEmpty());
     }
 
+    // The name goes into "create database" bare: one that could be read as more than a name reaches no server.
+    void namesThatCannotGoBareAreRefused_data()
+    {
+        QTest::addColumn<QString>("option");
+        QTest::newRow("sql server") << "optSQL";
+        QTest::newRow("postgresql") << "optPostgreSQL";
+    }
+    void namesThatCannotGoBareAreRefused()
+    {
+        QFETCH(QString, option);
+        WizardRun run;
+        run.toCreatePage(qPrintable(option));
+        run.prompter().answerInput(QStringLiteral("localhost")).answerInput(QStringLiteral("x;drop_database_master"));
+        run.prompter().answerMessage(prompt::Answer::Ok).answerInput(QString());
+        run.click("cmdPage2Next");
+        QCOMPARE(run.prompter().unusedSteps(), 0);
+        run.expectMessage(QStringLiteral("Vantrel"),
+                          QStringLiteral("The database name \"x;drop_database_master\" cannot be used.\r\nA database name may hold only "
+                                         "the letters A to Z, the digits 0 to 9 and the underscore, must not begin with a digit, "
+                                         "and may be at most 63 characters long."),
+                          prompt::Icon::Exclamation);
+        QCOMPARE(run.wizard.logText(), run.logOf({QStringLiteral("get connnection string")}));
+        QCOMPARE(run.wizard.currentPage(), 2);
+    }
+
     void cancelledServerPromptStopsAfterTheNamePrompt()
     {
         WizardRun run;

@@ -2,11 +2,13 @@
 
 #include "db/SqlDialect.h"
 #include "db/SqlText.h"
+#include "db/StoredFlag.h"
 
 #include <QLocale>
 #include <QTest>
 
-// The quoting helper and the rewriting of the program's SQL for each engine.
+// The quoting helper, the names that go into SQL bare, the reading of stored flags,
+// and the rewriting of the program's SQL for each engine.
 class TestSqlDialect : public QObject
 {
     Q_OBJECT
@@ -18,6 +20,50 @@ private slots:
         QCOMPARE(sqlQuote(QStringLiteral("say \"hi\"")), QStringLiteral("'say \"hi\"'"));
         QCOMPARE(sqlQuote(QString()), QStringLiteral("''"));
         QCOMPARE(sqlQuote(QStringLiteral("''")), QStringLiteral("''''''"));
+    }
+
+    void bareDatabaseNames_data()
+    {
+        QTest::addColumn<QString>("name");
+        QTest::addColumn<bool>("bare");
+        QTest::newRow("letters and digits") << "VantrelDB2" << true;
+        QTest::newRow("underscores") << "_ftp_accounts" << true;
+        QTest::newRow("63 characters") << QString(63, QLatin1Char('q')) << true;
+        QTest::newRow("64 characters") << QString(64, QLatin1Char('q')) << false;
+        QTest::newRow("leading digit") << "1db" << false;
+        QTest::newRow("statement") << "x;drop_database_master" << false;
+        QTest::newRow("bracket") << "x]" << false;
+        QTest::newRow("quote") << "o'hara" << false;
+        QTest::newRow("dot") << "master.dbo" << false;
+        QTest::newRow("non-ASCII letter") << "bücher" << false;
+        QTest::newRow("line end") << "db\n" << false;
+        QTest::newRow("empty") << "" << false;
+    }
+    void bareDatabaseNames()
+    {
+        QFETCH(QString, name);
+        QTEST(isBareDatabaseName(name), "bare");
+    }
+
+    void storedFlags_data()
+    {
+        QTest::addColumn<QVariant>("value");
+        QTest::addColumn<bool>("set");
+        QTest::newRow("NULL") << QVariant(QMetaType::fromType<int>()) << false;
+        QTest::newRow("0") << QVariant(0) << false;
+        QTest::newRow("0.0 as text") << QVariant(QStringLiteral(" 0.0 ")) << false;
+        QTest::newRow("false") << QVariant(false) << false;
+        QTest::newRow("1") << QVariant(qlonglong(1)) << true;
+        QTest::newRow("2") << QVariant(2) << true;
+        QTest::newRow("-1") << QVariant(-1) << true;
+        QTest::newRow("0.5") << QVariant(0.5) << true;
+        QTest::newRow("'true'") << QVariant(QStringLiteral("true")) << true;
+        QTest::newRow("empty text") << QVariant(QStringLiteral("")) << true;
+    }
+    void storedFlags()
+    {
+        QFETCH(QVariant, value);
+        QTEST(storedFlagIsSet(value), "set");
     }
 
     void numbersAlwaysUseAPoint()

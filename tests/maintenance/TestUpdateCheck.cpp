@@ -5,8 +5,10 @@
 #include "maintenance/UpdateCheck.h"
 #include "shell/EmbeddedFiles.h"
 
+#include <QDir>
 #include <QFile>
 #include <QHostAddress>
+#include <QProcess>
 #include <QTest>
 
 // Help -> Check for Updates against a real HTTP server on loopback.
@@ -37,23 +39,24 @@ private slots:
     void versionsCompareByTheirWeightedSum_data()
     {
         QTest::addColumn<QString>("reply");
-        QTest::addColumn<int>("value");
-        QTest::newRow("2.1.7") << "2.1.7" << 201070;
-        QTest::newRow("2.1.6") << "2.1.6" << 201060;
-        QTest::newRow("blanks") << " 3.0.0 " << 300000;
-        QTest::newRow("four pieces") << "2.1.6.5" << 201060;
-        QTest::newRow("two pieces") << "2.2" << 202000;
-        QTest::newRow("big revision") << "2.0.110" << 201100;
-        QTest::newRow("empty") << "" << 0;
-        QTest::newRow("words") << "<html>busy</html>" << 0;
-        QTest::newRow("leading numbers") << "2x.1y.7z" << 201070;
+        QTest::addColumn<qint64>("value");
+        QTest::newRow("2.1.7") << "2.1.7" << qint64(201070);
+        QTest::newRow("2.1.6") << "2.1.6" << qint64(201060);
+        QTest::newRow("blanks") << " 3.0.0 " << qint64(300000);
+        QTest::newRow("four pieces") << "2.1.6.5" << qint64(201060);
+        QTest::newRow("two pieces") << "2.2" << qint64(202000);
+        QTest::newRow("big revision") << "2.0.110" << qint64(201100);
+        QTest::newRow("empty") << "" << qint64(0);
+        QTest::newRow("words") << "<html>busy</html>" << qint64(0);
+        QTest::newRow("leading numbers") << "2x.1y.7z" << qint64(201070);
+        QTest::newRow("past 32 bits") << "999999.0.0" << qint64(99999900000);
     }
 
     void versionsCompareByTheirWeightedSum()
     {
         QFETCH(QString, reply);
         QTEST(updates::versionValue(updates::parseVersionReply(reply)), "value");
-        QCOMPARE(updates::versionValue(updates::ownVersion()), 201060);
+        QCOMPARE(updates::versionValue(updates::ownVersion()), qint64(201060));
     }
 
     void theServersAnswerDecides_data()
@@ -104,42 +107,78 @@ private slots:
         QCOMPARE(program.env.prompter.unusedSteps(), 0);
     }
 
+    // The package the server offers as 2.1.7 is signed for a version of its own; the
+    // updater the check starts refuses one that is not newer than the running program.
     void yesDownloadsStartsTheUpdaterAndEnds_data()
     {
         QTest::addColumn<bool>("updaterPresent");
-        QTest::newRow("updater written from the program") << false;
-        QTest::newRow("updater already there") << true;
+        QTest::addColumn<QString>("signedVersion");
+        QTest::addColumn<bool>("installed");
+        QTest::newRow("updater written from the program") << false << "2.1.7" << false;
+        QTest::newRow("newer release installed") << true << "2.1.7" << true;
+        QTest::newRow("older release replayed") << true << "2.1.5" << false;
+        QTest::newRow("same release replayed") << true << "2.1.6" << false;
     }
 
     void yesDownloadsStartsTheUpdaterAndEnds()
     {
         QFETCH(bool, updaterPresent);
+        QFETCH(QString, signedVersion);
+        QFETCH(bool, installed);
         ProgramUnderTest program;
         const QString folder = program.env.programDir();
-        const QByteArray package("\x7f" "ELF new program bytes");
+        const QByteArray oldProgram = contents(QStringLiteral("/bin/true"));
+        const QByteArray package = contents(QStringLiteral(QUILLMERE_BIN_DIR "/fake-program"));
+        const QString served = program.env.path(QStringLiteral("served.upg"));
+        write(served, package);
+        QCOMPARE(QProcess::execute(QStringLiteral(QUILLMERE_BIN_DIR "/sign-package"),
+                                   {QStringLiteral("sign"), QStringLiteral(QUILLMERE_TEST_KEY_DIR "/secret.key"), signedVersion, served}),
+                 0);
+        const QByteArray signature = contents(served + QStringLiteral(".sig"));
         m_server.setReply(m_versionPath, "2.1.7");
         m_server.setReply(QStringLiteral("/orvaneupdateserver/Vantrel.upg"), package);
-        m_server.setReply(QStringLiteral("/orvaneupdateserver/Vantrel.upg.sig"), QByteArray(64, 's'));
+        m_server.setReply(QStringLiteral("/orvaneupdateserver/Vantrel.upg.sig"), signature);
+        write(folder + QStringLiteral("/Vantrel"), oldProgram);
+        QFile::setPermissions(folder + QStringLiteral("/Vantrel"), QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
         // A longer package left from before keeps no tail.
-        write(folder + QStringLiteral("/Vantrel.upg"), QByteArray(4096, 'o'));
+        write(folder + QStringLiteral("/Vantrel.upg"), QByteArray(1 << 20, 'o'));
         if (updaterPresent)
-            write(folder + QStringLiteral("/update.exe"), "the updater already there");
+            QVERIFY(QFile::copy(QStringLiteral(QUILLMERE_BIN_DIR "/update-for-tests"), folder + QStringLiteral("/update.exe")));
+        const QByteArray updaterThere = contents(folder + QStringLiteral("/update.exe"));
         program.env.tray.add(TrayPicture::Blue, QStringLiteral("Quillmere"));
         program.env.prompter.answerMessage(prompt::Answer::Yes, QStringLiteral("Would you like to update your version of Quillmere now?"));
 
         updates::checkUpdates(program.env.context);
 
         QCOMPARE(contents(folder + QStringLiteral("/Vantrel.upg")), package);
-        QCOMPARE(contents(folder + QStringLiteral("/Vantrel.upg.sig")), QByteArray(64, 's'));
+        QCOMPARE(contents(folder + QStringLiteral("/Vantrel.upg.sig")), signature);
         QFile carried(embedded::resourcePath(embedded::Updater));
         QVERIFY(carried.open(QIODevice::ReadOnly));
-        QCOMPARE(contents(folder + QStringLiteral("/update.exe")), updaterPresent ? QByteArray("the updater already there") : carried.readAll());
+        QCOMPARE(contents(folder + QStringLiteral("/update.exe")), updaterPresent ? updaterThere : carried.readAll());
         QCOMPARE(program.env.starter.programs().size(), 1);
         QCOMPARE(program.env.starter.programs()[0].program, folder + QStringLiteral("/update.exe"));
         QVERIFY(program.env.starter.programs()[0].arguments.isEmpty());
         QCOMPARE(program.env.process.exitCodes(), QList<int>({0}));
         QVERIFY(!program.env.tray.isAdded());
         QVERIFY(m_server.requests().contains(QStringLiteral("/orvaneupdateserver/Vantrel.upg.sig")));
+        if (!updaterPresent)
+            return;
+
+        // The updater the program started, run as it would run once the program has ended.
+        const QString runtime = program.env.path(QStringLiteral("runtime"));
+        QVERIFY(QDir().mkpath(runtime));
+        QFile::setPermissions(runtime, QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
+        QProcess updater;
+        QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+        environment.insert(QStringLiteral("QUILLMERE_UPDATER_UNATTENDED"), QStringLiteral("1"));
+        environment.insert(QStringLiteral("XDG_RUNTIME_DIR"), runtime);
+        updater.setProcessEnvironment(environment);
+        updater.start(program.env.starter.programs()[0].program, {});
+        QVERIFY(updater.waitForFinished(60000));
+        const QByteArray errors = updater.readAllStandardError();
+        QVERIFY2(updater.exitCode() == (installed ? 0 : 1), errors.constData());
+        QCOMPARE(contents(folder + QStringLiteral("/Vantrel")), installed ? package : oldProgram);
+        QVERIFY2(installed || errors.contains("is not newer than the version installed here"), errors.constData());
     }
 };
 
