@@ -2,6 +2,7 @@
 
 #include "accounts/UserPage.h"
 #include "db/SqlText.h"
+#include "db/StoredFlag.h"
 #include "limits/MonthCalendar.h"
 #include "limits/LoadedAccount.h"
 #include "limits/Numbers.h"
@@ -48,9 +49,10 @@ QString minutesText(const Rows& row, const QString& column)
     return text == QLatin1String("-1") ? QString() : text;
 }
 
+// A flag is set by any value but NULL and 0, as the FTP server's handler reads it.
 bool flag(const Rows& row, const QString& column)
 {
-    return !row.isNull(column) && row.value(column).toDouble() != 0.0;
+    return !row.isNull(column) && storedFlagIsSet(row.value(column));
 }
 
 QString zeroOrOne(const QCheckBox* box)
