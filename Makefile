@@ -1,5 +1,5 @@
-# The two set-up commands of README.md.
-.PHONY: run test build deps
+# The two set-up commands of README.md, and the Debian package.
+.PHONY: run test build deps package
 
 run: build
 	scripts/run.sh
@@ -10,6 +10,11 @@ test: build
 build: deps
 	scripts/build.sh
 	scripts/fetch-ftp-servers.sh build/third_party
+
+# The Debian package in build/, checked by lintian and unpacked once to run.
+package: deps
+	scripts/build.sh
+	scripts/package.sh
 
 deps:
 	scripts/install-deps.sh

@@ -1,6 +1,7 @@
 #include "maintenance/Help.h"
 
 #include "Version.h"
+#include "maintenance/ProgramFiles.h"
 #include "platform/ProgramStarter.h"
 #include "platform/Prompter.h"
 #include "shell/AppContext.h"
@@ -12,7 +13,7 @@ namespace help {
 
 QString manualPath(const AppContext& context)
 {
-    return context.programDir + QLatin1Char('/') + ManualFileName;
+    return programfiles::manualPath(context.programDir);
 }
 
 void openManual(AppContext& context)

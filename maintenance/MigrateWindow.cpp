@@ -1,5 +1,6 @@
 #include "maintenance/MigrateWindow.h"
 
+#include "maintenance/ProgramFiles.h"
 #include "platform/ProgramStarter.h"
 #include "platform/Prompter.h"
 #include "shell/AppContext.h"
@@ -10,6 +11,7 @@
 #include <QButtonGroup>
 #include <QDialogButtonBox>
 #include <QDir>
+#include <QFileInfo>
 #include <QGroupBox>
 #include <QLabel>
 #include <QPushButton>
@@ -80,6 +82,22 @@ int MigrateWindow::chosenResource() const
 
 void MigrateWindow::cmdOK_Click()
 {
+    // An installed program starts the package's tool where it lies: its own folder is the system's.
+    if (programfiles::isInstalled(m_ctx.programDir)) {
+        const bool older = chosenResource() == embedded::MigrationV2;
+        const QString installed = programfiles::companionPath(
+            m_ctx.programDir, older ? programfiles::MigrationV2 : programfiles::MigrationV4);
+        if (!QFileInfo(installed).isExecutable() || !m_ctx.starter.startProgram(installed)) {
+            m_ctx.prompter.tell(appinfo::Title,
+                                QStringLiteral("The migration utility \"%1\" could not be started.\r\n\r\n"
+                                               "Reinstall the quillmere package, then try again.")
+                                    .arg(QDir::toNativeSeparators(installed)),
+                                prompt::Icon::Critical);
+            return;
+        }
+        exitProgram(m_ctx, ExitMode::AtOnce);
+        return;
+    }
     const QString tool = m_ctx.programDir + QStringLiteral("/migration.exe");
     m_ctx.logStatus(QStringLiteral("writing the migration utility"));
     // The tool is written beside any earlier one and renamed over it; after a failed

@@ -1,6 +1,7 @@
 #include "maintenance/UpdateCheck.h"
 
 #include "Version.h"
+#include "maintenance/ProgramFiles.h"
 #include "platform/HttpFetcher.h"
 #include "platform/ProgramStarter.h"
 #include "platform/Prompter.h"
@@ -85,10 +86,15 @@ void checkUpdates(AppContext& context)
     signatureUrl.setPath(signatureUrl.path() + QStringLiteral(".sig"));
     const HttpFetcher::Result signature = fetcher.get(signatureUrl);
     writeWhole(folder + QStringLiteral("/Vantrel.upg.sig"), signature.ok ? signature.body : QByteArray());
-    const QString updater = folder + QStringLiteral("/update.exe");
-    if (!QFileInfo::exists(updater))
-        embedded::writeEmbeddedFile(embedded::Updater, updater);
-    context.starter.startProgram(updater);
+    if (programfiles::isInstalled(folder)) {
+        // The package's updater lies apart from the program, so it is told the program's folder.
+        context.starter.startProgram(programfiles::companionPath(folder, programfiles::Updater), {folder});
+    } else {
+        const QString updater = folder + QStringLiteral("/update.exe");
+        if (!QFileInfo::exists(updater))
+            embedded::writeEmbeddedFile(embedded::Updater, updater);
+        context.starter.startProgram(updater);
+    }
     g_checking = false;
     exitProgram(context, ExitMode::AtOnce);
 }

@@ -15,6 +15,8 @@ packages=(
     libsodium23 libcap2 libpam0g libssl3 curl sqlite3
     # run and screenshots without a screen
     xvfb xauth
+    # the Debian package (make package): dependencies from the libraries, and its checks
+    dpkg-dev file lintian desktop-file-utils appstream
 )
 
 missing=()

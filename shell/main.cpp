@@ -1,3 +1,4 @@
+#include "maintenance/ProgramFiles.h"
 #include "platform/Clock.h"
 #include "platform/DesktopStarter.h"
 #include "platform/FocusKeySender.h"
@@ -17,18 +18,51 @@
 
 #include <QApplication>
 #include <QCommandLineParser>
+#include <QFileInfo>
 #include <QIcon>
+#include <QTextStream>
 
+#include <algorithm>
 #include <memory>
+
+namespace {
+
+// The options that end the program with a text and need no window.
+bool asksForText(int argc, char* argv[])
+{
+    static const char* const textOptions[] = {"-h", "-?", "--help", "--help-all", "-v", "--version", "--paths"};
+    return std::any_of(argv + 1, argv + argc, [](const char* argument) {
+        return std::any_of(std::begin(textOptions), std::end(textOptions),
+                           [argument](const char* option) { return qstrcmp(argument, option) == 0; });
+    });
+}
+
+// Names the manual and the companion programs where this program looks for them;
+// ends with 1 when one of them is missing.
+int showPaths()
+{
+    const QString folder = QCoreApplication::applicationDirPath();
+    const QStringList companions = {programfiles::Gatewick, programfiles::Updater, programfiles::MigrationV2,
+                                    programfiles::MigrationV4};
+    QTextStream out(stdout);
+    bool complete = true;
+    const auto show = [&](const QString& name, const QString& path) {
+        const bool there = QFileInfo::exists(path);
+        complete = complete && there;
+        out << name << ": " << path << (there ? "" : " (missing)") << '\n';
+    };
+    show(QStringLiteral("manual"), programfiles::manualPath(folder));
+    for (const QString& name : companions)
+        show(name, programfiles::companionPath(folder, name));
+    return complete ? 0 : 1;
+}
+
+} // namespace
 
 int main(int argc, char* argv[])
 {
-    QApplication app(argc, argv);
-    QApplication::setApplicationName(appinfo::Title);
-    QApplication::setApplicationVersion(appinfo::versionText());
-    QApplication::setWindowIcon(QIcon(QStringLiteral(":/icons/vantrel.svg")));
-    // The program lives in the notification area when its window is hidden.
-    QApplication::setQuitOnLastWindowClosed(false);
+    QCoreApplication::setApplicationName(appinfo::Title);
+    QCoreApplication::setApplicationVersion(appinfo::versionText());
 
     QCommandLineParser parser;
     parser.setApplicationDescription(QStringLiteral("Quillmere: FTP account administration"));
@@ -38,6 +72,22 @@ int main(int argc, char* argv[])
                                         QStringLiteral("Save a picture of the main window to <file> and end."),
                                         QStringLiteral("file"));
     parser.addOption(screenshot);
+    const QCommandLineOption paths(QStringLiteral("paths"),
+                                   QStringLiteral("Show where the manual and the companion programs are, and end."));
+    parser.addOption(paths);
+
+    // A QApplication needs a display, so the options that only print are answered without one.
+    if (asksForText(argc, argv)) {
+        QCoreApplication textOnly(argc, argv);
+        parser.process(textOnly); // ends the program for --help and --version
+        return parser.isSet(paths) ? showPaths() : 0;
+    }
+
+    QApplication app(argc, argv);
+    QGuiApplication::setDesktopFileName(QStringLiteral("net.quillmere.vantrel"));
+    QApplication::setWindowIcon(QIcon(QStringLiteral(":/icons/vantrel.svg")));
+    // The program lives in the notification area when its window is hidden.
+    QApplication::setQuitOnLastWindowClosed(false);
     parser.process(app);
 
     SystemClock clock;

@@ -1,6 +1,8 @@
 // The updater: the program writes it out as "update.exe" beside itself, starts it
 // and ends. It waits for the program to end, puts the signed package in its place
-// (keeping the old program as "Vantrel.bak") and starts the new program.
+// (keeping the old program as "Vantrel.bak") and starts the new program. An installed
+// program starts the package's updater instead and names its own folder as the one
+// argument: "update <program folder>".
 // QUILLMERE_UPDATER_UNATTENDED=1 leaves out the window, for scripted use.
 
 #include "UpdateInstaller.h"
@@ -20,7 +22,9 @@ int main(int argc, char* argv[])
     const bool unattended = qEnvironmentVariable("QUILLMERE_UPDATER_UNATTENDED") == QLatin1String("1");
     const QByteArray publicKey = QByteArray::fromHex(QUILLMERE_UPDATE_PUBLIC_KEY_HEX);
     // The updater is carried inside the program it replaces, so its own version is the running one.
-    const UpdateInstaller installer(QCoreApplication::applicationDirPath(), publicKey, updates::ownVersion());
+    const QStringList arguments = QCoreApplication::arguments();
+    const QString folder = arguments.size() > 1 ? arguments.at(1) : QCoreApplication::applicationDirPath();
+    const UpdateInstaller installer(folder, publicKey, updates::ownVersion());
 
     UpdaterWindow window;
     if (!unattended)
@@ -45,7 +49,7 @@ int main(int argc, char* argv[])
         return stop(outcome.message);
 
     window.showProgress(QStringLiteral("Starting the new version..."));
-    if (!QProcess::startDetached(installer.programPath(), {}, QCoreApplication::applicationDirPath()))
+    if (!QProcess::startDetached(installer.programPath(), {}, folder))
         return stop(QStringLiteral("The new version is installed, but \"%1\" could not be started.").arg(installer.programPath()));
     return 0;
 }

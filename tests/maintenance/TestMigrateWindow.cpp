@@ -124,6 +124,54 @@ private slots:
         QCOMPARE(program.env.prompter.messages().size(), 1); // the warning only: no exit question
     }
 
+    // Installed from the package, the program writes nothing into its folder and starts
+    // the package's tool from the prefix's lib/quillmere.
+    void anInstalledProgramStartsThePackagesTool_data()
+    {
+        QTest::addColumn<bool>("olderGeneration");
+        QTest::addColumn<bool>("toolInstalled");
+        QTest::newRow("4.0 and above") << false << true;
+        QTest::newRow("2.0 to 3.0") << true << true;
+        QTest::newRow("tool missing") << false << false;
+    }
+
+    void anInstalledProgramStartsThePackagesTool()
+    {
+        QFETCH(bool, olderGeneration);
+        QFETCH(bool, toolInstalled);
+        ProgramUnderTest program;
+        const QString installed = program.env.path(QStringLiteral("lib/quillmere/"))
+                                  + (olderGeneration ? QStringLiteral("migration-v2") : QStringLiteral("migration-v4"));
+        QVERIFY(QDir().mkpath(program.env.path(QStringLiteral("lib/quillmere"))));
+        if (toolInstalled)
+            QVERIFY(QFile::copy(QStringLiteral("/bin/true"), installed));
+        expectWarning(program, prompt::Answer::Yes);
+        program.env.prompter.onModal(QStringLiteral("frmMigrate"), [&](QWidget* dialog) {
+            if (olderGeneration)
+                QTest::mouseClick(dialog->findChild<QRadioButton*>(QStringLiteral("optVersion0")), Qt::LeftButton,
+                                  {}, QPoint(8, 8));
+            if (!toolInstalled)
+                program.env.prompter.answerMessage(prompt::Answer::Ok, QStringLiteral("could not be started"));
+            click(dialog, "cmdOK");
+            if (!toolInstalled)
+                click(dialog, "cmdCancel");
+        });
+
+        openLauncher(program);
+
+        QVERIFY(!QFile::exists(toolPath(program)));
+        QCOMPARE(program.env.process.hasEnded(), toolInstalled);
+        if (toolInstalled) {
+            QCOMPARE(program.env.starter.programs().size(), 1);
+            QCOMPARE(program.env.starter.programs()[0].program, installed);
+        } else {
+            QVERIFY(program.env.starter.programs().isEmpty());
+            QCOMPARE(program.env.prompter.messages().value(1).icon, prompt::Icon::Critical);
+            QVERIFY(program.env.prompter.messages().value(1).text.contains(installed));
+        }
+        QCOMPARE(program.env.prompter.unusedSteps(), 0);
+    }
+
     void cancelHidesAndKeepsTheChoice()
     {
         ProgramUnderTest program;

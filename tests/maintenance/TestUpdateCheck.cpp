@@ -114,10 +114,13 @@ private slots:
         QTest::addColumn<bool>("updaterPresent");
         QTest::addColumn<QString>("signedVersion");
         QTest::addColumn<bool>("installed");
-        QTest::newRow("updater written from the program") << false << "2.1.7" << false;
-        QTest::newRow("newer release installed") << true << "2.1.7" << true;
-        QTest::newRow("older release replayed") << true << "2.1.5" << false;
-        QTest::newRow("same release replayed") << true << "2.1.6" << false;
+        QTest::addColumn<bool>("packaged");
+        QTest::newRow("updater written from the program") << false << "2.1.7" << false << false;
+        QTest::newRow("newer release installed") << true << "2.1.7" << true << false;
+        QTest::newRow("older release replayed") << true << "2.1.5" << false << false;
+        QTest::newRow("same release replayed") << true << "2.1.6" << false << false;
+        // The package's updater lies in the prefix's lib/quillmere and is told the program's folder.
+        QTest::newRow("package's updater") << true << "2.1.7" << true << true;
     }
 
     void yesDownloadsStartsTheUpdaterAndEnds()
@@ -125,6 +128,7 @@ private slots:
         QFETCH(bool, updaterPresent);
         QFETCH(QString, signedVersion);
         QFETCH(bool, installed);
+        QFETCH(bool, packaged);
         ProgramUnderTest program;
         const QString folder = program.env.programDir();
         const QByteArray oldProgram = contents(QStringLiteral("/bin/true"));
@@ -142,8 +146,12 @@ private slots:
         QFile::setPermissions(folder + QStringLiteral("/Vantrel"), QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
         // A longer package left from before keeps no tail.
         write(folder + QStringLiteral("/Vantrel.upg"), QByteArray(1 << 20, 'o'));
+        const QString packagedUpdater = program.env.path(QStringLiteral("lib/quillmere/update"));
+        if (packaged)
+            QVERIFY(QDir().mkpath(program.env.path(QStringLiteral("lib/quillmere"))));
         if (updaterPresent)
-            QVERIFY(QFile::copy(QStringLiteral(QUILLMERE_BIN_DIR "/update-for-tests"), folder + QStringLiteral("/update.exe")));
+            QVERIFY(QFile::copy(QStringLiteral(QUILLMERE_BIN_DIR "/update-for-tests"),
+                                packaged ? packagedUpdater : folder + QStringLiteral("/update.exe")));
         const QByteArray updaterThere = contents(folder + QStringLiteral("/update.exe"));
         program.env.tray.add(TrayPicture::Blue, QStringLiteral("Quillmere"));
         program.env.prompter.answerMessage(prompt::Answer::Yes, QStringLiteral("Would you like to update your version of Quillmere now?"));
@@ -154,10 +162,11 @@ private slots:
         QCOMPARE(contents(folder + QStringLiteral("/Vantrel.upg.sig")), signature);
         QFile carried(embedded::resourcePath(embedded::Updater));
         QVERIFY(carried.open(QIODevice::ReadOnly));
-        QCOMPARE(contents(folder + QStringLiteral("/update.exe")), updaterPresent ? updaterThere : carried.readAll());
+        QCOMPARE(contents(folder + QStringLiteral("/update.exe")),
+                 packaged ? QByteArray() : updaterPresent ? updaterThere : carried.readAll());
         QCOMPARE(program.env.starter.programs().size(), 1);
-        QCOMPARE(program.env.starter.programs()[0].program, folder + QStringLiteral("/update.exe"));
-        QVERIFY(program.env.starter.programs()[0].arguments.isEmpty());
+        QCOMPARE(program.env.starter.programs()[0].program, packaged ? packagedUpdater : folder + QStringLiteral("/update.exe"));
+        QCOMPARE(program.env.starter.programs()[0].arguments, packaged ? QStringList{folder} : QStringList());
         QCOMPARE(program.env.process.exitCodes(), QList<int>({0}));
         QVERIFY(!program.env.tray.isAdded());
         QVERIFY(m_server.requests().contains(QStringLiteral("/orvaneupdateserver/Vantrel.upg.sig")));
@@ -173,7 +182,7 @@ private slots:
         environment.insert(QStringLiteral("QUILLMERE_UPDATER_UNATTENDED"), QStringLiteral("1"));
         environment.insert(QStringLiteral("XDG_RUNTIME_DIR"), runtime);
         updater.setProcessEnvironment(environment);
-        updater.start(program.env.starter.programs()[0].program, {});
+        updater.start(program.env.starter.programs()[0].program, program.env.starter.programs()[0].arguments);
         QVERIFY(updater.waitForFinished(60000));
         const QByteArray errors = updater.readAllStandardError();
         QVERIFY2(updater.exitCode() == (installed ? 0 : 1), errors.constData());
