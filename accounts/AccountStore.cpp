@@ -3,11 +3,14 @@
 #include "accounts/AccountNames.h"
 #include "db/Schema.h"
 #include "db/SqlText.h"
+#include "db/StoredFlag.h"
 #include "platform/PathInfo.h"
 #include "platform/Prompter.h"
 #include "shell/AppContext.h"
 #include "shell/AppInfo.h"
 #include "shell/Session.h"
+
+#include <QSet>
 
 namespace accounts {
 namespace {
@@ -132,9 +135,10 @@ bool newNameAvailable(AppContext& context, Session& session, const QString& name
 
 } // namespace
 
-std::optional<QStringList> readUserNames(AppContext& context)
+namespace {
+
+std::optional<QStringList> readNames(Session& session)
 {
-    Session session(context);
     if (!session.open())
         return std::nullopt;
     Rows rows = session.select(QStringLiteral("select username from users order by username"));
@@ -144,6 +148,35 @@ std::optional<QStringList> readUserNames(AppContext& context)
     while (rows.next())
         names.append(rows.textAt(0));
     return names;
+}
+
+} // namespace
+
+std::optional<QStringList> readUserNames(AppContext& context)
+{
+    Session session(context);
+    return readNames(session);
+}
+
+std::optional<UserList> readUserList(AppContext& context)
+{
+    Session session(context);
+    auto names = readNames(session);
+    if (!names)
+        return std::nullopt;
+    UserList list{*names, QList<bool>(names->size(), false)};
+    QSet<QString> disabled;
+    Rows flags = session.database()->select(
+        QStringLiteral("SELECT [username], [disable_user] FROM [users] WHERE [disable_user] IS NOT NULL"));
+    while (flags.isValid() && flags.next()) {
+        if (storedFlagIsSet(flags.value(QStringLiteral("disable_user"))))
+            disabled.insert(flags.textAt(0));
+    }
+    if (!disabled.isEmpty()) {
+        for (qsizetype row = 0; row < list.names.size(); ++row)
+            list.disabled[row] = disabled.contains(list.names.at(row));
+    }
+    return list;
 }
 
 LoadedUser loadUser(AppContext& context, const QString& name)

@@ -1,6 +1,7 @@
 #include "accounts/UserPage.h"
 
 #include "accounts/AccessRules.h"
+#include "accounts/AccountFilter.h"
 #include "accounts/AccountStore.h"
 #include "accounts/AddEditDirWindow.h"
 #include "accounts/NewNameWindow.h"
@@ -16,6 +17,7 @@
 #include <QGridLayout>
 #include <QGroupBox>
 #include <QHBoxLayout>
+#include <QKeyEvent>
 #include <QLabel>
 #include <QLineEdit>
 #include <QListWidget>
@@ -25,6 +27,13 @@
 #include <QVBoxLayout>
 
 namespace {
+
+// A disabled account is listed muted, and its tooltip says why.
+void showAsDisabled(QListWidgetItem* item, const QColor& muted)
+{
+    item->setForeground(muted);
+    item->setToolTip(QStringLiteral("This account is disabled."));
+}
 
 // Focus that comes and goes with the window's activation (a message box opening,
 // the window coming back) is not the administrator entering or leaving a box.
@@ -80,6 +89,12 @@ void UserPage::setupControls()
     m_lstUsers = named(new QListWidget(this), "lstUsers");
     // Uniform rows let a list of 100,000 accounts lay out at once.
     m_lstUsers->setUniformItemSizes(true);
+    m_txtFind = named(new QLineEdit(this), "txtFind");
+    m_txtFind->setPlaceholderText(QStringLiteral("Find"));
+    m_txtFind->setClearButtonEnabled(true);
+    m_txtFind->setToolTip(QStringLiteral("Shows the accounts whose name holds this text. Esc clears it."));
+    m_lblAccountCount = named(new QLabel(this), "lblAccountCount");
+    m_lblAccountCount->setForegroundRole(QPalette::PlaceholderText);
 
     m_txtUsername = named(new QLineEdit(this), "txtUsername");
     // The name of an account is never edited in place: entering the box copies the account.
@@ -144,6 +159,10 @@ QList<QCheckBox*> UserPage::rightsBoxes() const
 void UserPage::setupLayout()
 {
     auto* usersLayout = new QVBoxLayout(m_frame1);
+    auto* findRow = new QHBoxLayout;
+    findRow->addWidget(m_txtFind, 1);
+    findRow->addWidget(m_lblAccountCount);
+    usersLayout->addLayout(findRow);
     usersLayout->addWidget(m_lstUsers);
     m_frame1->setMinimumWidth(200);
 
@@ -224,6 +243,8 @@ void UserPage::setupConnections()
             lstUsers_Click();
     });
     connect(m_lstAccess, &QListWidget::itemSelectionChanged, this, &UserPage::lstAccess_Click);
+    connect(m_txtFind, &QLineEdit::textChanged, this, &UserPage::txtFind_Change);
+    m_txtFind->installEventFilter(this);
     connect(m_cmdBrowse, &QPushButton::clicked, this, &UserPage::cmdBrowse_Click);
     connect(m_cmdAdd, &QPushButton::clicked, this, &UserPage::cmdAdd_Click);
     connect(m_cmdEdit, &QPushButton::clicked, this, &UserPage::cmdEdit_Click);
@@ -259,6 +280,12 @@ void UserPage::setupConnections()
 bool UserPage::eventFilter(QObject* watched, QEvent* event)
 {
     switch (event->type()) {
+    case QEvent::KeyPress:
+        if (watched == m_txtFind && static_cast<QKeyEvent*>(event)->key() == Qt::Key_Escape && !m_txtFind->text().isEmpty()) {
+            m_txtFind->clear();
+            return true;
+        }
+        break;
     case QEvent::FocusIn:
         if (!isAdministratorsFocusChange(event))
             break;
@@ -300,12 +327,102 @@ void UserPage::popMain()
 {
     m_fillingList = true;
     m_lstUsers->clear();
-    const auto names = accounts::readUserNames(m_ctx);
-    if (names)
-        m_lstUsers->addItems(*names);
+    auto list = accounts::readUserList(m_ctx);
+    m_allNames = list ? std::move(list->names) : QStringList();
+    m_disabled = list ? std::move(list->disabled) : QList<bool>();
+    fillUserList();
     m_fillingList = false;
     if (m_lstUsers->count() > 0)
         m_lstUsers->setCurrentRow(0);
+}
+
+void UserPage::fillUserList()
+{
+    const QString query = m_txtFind->text();
+    QList<int> rows = accounts::matchingRows(m_allNames, query);
+    m_lblAccountCount->setText(accounts::accountCountText(rows.size(), m_allNames.size()));
+    // A keystroke that lets the same names through leaves the list's items alone.
+    if (rows == m_shownRows && m_lstUsers->count() == rows.size())
+        return;
+    if (changeListInPlace(rows)) {
+        m_shownRows = std::move(rows);
+        return;
+    }
+    m_shownRows = std::move(rows);
+    m_lstUsers->clear();
+    if (query.isEmpty()) {
+        m_lstUsers->addItems(m_allNames);
+    } else {
+        QStringList shown;
+        shown.reserve(m_shownRows.size());
+        for (const int row : m_shownRows)
+            shown.append(m_allNames.at(row));
+        m_lstUsers->addItems(shown);
+    }
+    if (m_disabled.contains(true)) {
+        const QColor muted = palette().color(QPalette::Disabled, QPalette::Text);
+        for (qsizetype shown = 0; shown < m_shownRows.size(); ++shown) {
+            if (!m_disabled.at(m_shownRows.at(shown)))
+                continue;
+            showAsDisabled(m_lstUsers->item(int(shown)), muted);
+        }
+    }
+}
+
+bool UserPage::changeListInPlace(const QList<int>& rows)
+{
+    // Items are removed or inserted one by one only where a few change: a rebuild of
+    // 100,000 items costs less than tens of thousands of single changes.
+    constexpr qsizetype MostChangesInPlace = 2000;
+    const bool narrows = rows.size() <= m_shownRows.size();
+    const QList<int>& larger = narrows ? m_shownRows : rows;
+    const QList<int>& smaller = narrows ? rows : m_shownRows;
+    if (larger.size() - smaller.size() > MostChangesInPlace || m_lstUsers->count() != m_shownRows.size())
+        return false;
+    // Both lists are ascending positions; the smaller must lie within the larger.
+    QList<int> changed; // positions in larger that smaller lacks
+    qsizetype next = 0;
+    for (qsizetype at = 0; at < larger.size(); ++at) {
+        if (next < smaller.size() && smaller.at(next) == larger.at(at))
+            ++next;
+        else
+            changed.append(int(at));
+    }
+    if (next != smaller.size())
+        return false;
+    if (narrows) {
+        for (auto at = changed.crbegin(); at != changed.crend(); ++at)
+            delete m_lstUsers->takeItem(*at);
+        return true;
+    }
+    const QColor muted = palette().color(QPalette::Disabled, QPalette::Text);
+    for (const int at : changed) {
+        auto* item = new QListWidgetItem(m_allNames.at(rows.at(at)));
+        if (m_disabled.value(rows.at(at)))
+            showAsDisabled(item, muted);
+        m_lstUsers->insertItem(at, item);
+    }
+    return true;
+}
+
+void UserPage::txtFind_Change()
+{
+    // The page keeps the account it shows; the list selects it again where it is still listed.
+    const int selected = selectedUserIndex();
+    const QString selectedName = m_page.saveMode == SaveMode::Update ? m_page.currentUser
+                                 : selected >= 0                     ? m_lstUsers->item(selected)->text()
+                                                                     : QString();
+    m_fillingList = true;
+    fillUserList();
+    const QList<QListWidgetItem*> found =
+        selectedName.isEmpty() ? QList<QListWidgetItem*>() : m_lstUsers->findItems(selectedName, Qt::MatchExactly);
+    if (found.isEmpty()) {
+        m_lstUsers->setCurrentRow(-1);
+    } else {
+        m_lstUsers->setCurrentItem(found.first());
+        m_lstUsers->scrollToItem(found.first());
+    }
+    m_fillingList = false;
 }
 
 void UserPage::lstUsers_Click()
@@ -658,6 +775,11 @@ bool UserPage::selectUser(const QString& name)
                 m_lstUsers->setCurrentRow(row);
             return true;
         }
+    }
+    // An account the find box hides is shown by clearing the box.
+    if (!m_txtFind->text().isEmpty() && m_allNames.contains(name, Qt::CaseInsensitive)) {
+        m_txtFind->clear();
+        return selectUser(name);
     }
     m_lstUsers->clearSelection();
     m_lstUsers->setCurrentRow(-1);

@@ -36,6 +36,8 @@ public:
 
     // Refills the user list from the database and selects (and so loads) the first user.
     void popMain();
+    // The find box changed: shows the names that hold its text.
+    void txtFind_Change();
     // Loads an account onto the page; does not change currentUser.
     void loadUserData(const QString& name);
     void lstUsers_Click();
@@ -95,6 +97,10 @@ private:
     void setupConnections();
 
     void showLoadedUser(const accounts::LoadedUser& user);
+    // Fills lstUsers with the names the find box lets through and updates the count.
+    void fillUserList();
+    // Turns the shown list into rows by removing or inserting a few items; false when a rebuild is due.
+    bool changeListInPlace(const QList<int>& rows);
     // Shows or hides the note that the notes were cut to a number of characters (0: not cut).
     void showNotesCut(int shownCharacters);
     accounts::PageValues readPageValues() const;
@@ -108,6 +114,11 @@ private:
 
     QGroupBox* m_frame1 = nullptr;
     QListWidget* m_lstUsers = nullptr;
+    QLineEdit* m_txtFind = nullptr;
+    QLabel* m_lblAccountCount = nullptr;
+    QStringList m_allNames;    // every account, as the database sorts them
+    QList<bool> m_disabled;    // by position in m_allNames
+    QList<int> m_shownRows;    // the positions in m_allNames that lstUsers shows
     QLineEdit* m_txtUsername = nullptr;
     QLineEdit* m_txtPassword = nullptr;
     QLineEdit* m_txtHomeDir = nullptr;

@@ -66,6 +66,58 @@ private slots:
                  QApplication::palette().color(QPalette::ButtonText));
     }
 
+    void findBoxNarrowsTheList_data() { addEngineRows(); }
+    void findBoxNarrowsTheList()
+    {
+        ProgramUnderTest program;
+        QUILLMERE_OPEN_DATABASE(db, program.env);
+        for (int first = 0; first < 3000; first += 500) {
+            QStringList rows;
+            for (int n = first; n < first + 500; ++n)
+                rows << QStringLiteral("('acct%1', 'c:\\ftp', 'pw', 1, 1, 0)").arg(n, 4, 10, QLatin1Char('0'));
+            db->exec(QStringLiteral("INSERT INTO users (username, homedir, password, max_concurrent, max_logins_per_ip, "
+                                    "quota_current) VALUES ") + rows.join(QLatin1Char(',')));
+        }
+        addAccount(*db, QStringLiteral("Bob"), QStringLiteral("c:\\ftp"));
+        db->exec(QStringLiteral("update users set disable_user=2 where username='Bob'"));
+        program.start();
+        AccountsFixture ui(program);
+        QLineEdit* find = ui.box("txtFind");
+        QLabel* count = ui.label("lblAccountCount");
+        QCOMPARE(count->text(), QStringLiteral("3,001 accounts"));
+
+        // Typing narrows the list, ignoring case; the page keeps the account it shows.
+        QTest::keyClicks(find, QStringLiteral("CT29"));
+        QCOMPARE(ui.users()->count(), 100);
+        QCOMPARE(count->text(), QStringLiteral("100 of 3,001"));
+        QCOMPARE(ui.state().currentUser, QStringLiteral("Bob"));
+        AccountsFixture::clickRow(ui.users(), 5);
+        QCOMPARE(ui.box("txtUsername")->text(), QStringLiteral("acct2905"));
+        QTest::keyClick(ui.users(), Qt::Key_Down);
+        QCOMPARE(ui.state().currentUser, QStringLiteral("acct2906"));
+
+        // A disabled account is muted and says why.
+        find->clear();
+        QTest::keyClicks(find, QStringLiteral("bo"));
+        QCOMPARE(AccountsFixture::texts(ui.users()), QStringList({"Bob"}));
+        QCOMPARE(ui.users()->item(0)->toolTip(), QStringLiteral("This account is disabled."));
+        QCOMPARE(ui.users()->item(0)->foreground().color(), ui.users()->palette().color(QPalette::Disabled, QPalette::Text));
+        QCOMPARE(ui.state().currentUser, QStringLiteral("acct2906"));
+
+        // Esc brings every account back with the shown one selected, and a save reselects it.
+        QTest::keyClick(find, Qt::Key_Escape);
+        QCOMPARE(find->text(), QString());
+        QCOMPARE(count->text(), QStringLiteral("3,001 accounts"));
+        QCOMPARE(ui.users()->currentItem()->text(), QStringLiteral("acct2906"));
+        QVERIFY(ui.users()->currentItem()->isSelected());
+        ui.type(ui.box("txtHomeDir"), ui.folder(QStringLiteral("a")));
+        ui.click("cmdStore");
+        QCOMPARE(ui.users()->currentRow(), 2907);
+        QCOMPARE(ui.state().currentUser, QStringLiteral("acct2906"));
+        QCOMPARE(db->column(QStringLiteral("select homedir from users where username='acct2906'")),
+                 QStringList({ui.folder(QStringLiteral("a"))}));
+    }
+
     void enablingRulesFollowTheSelections()
     {
         ProgramUnderTest program;
