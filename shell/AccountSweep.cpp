@@ -32,7 +32,7 @@ QStringList dueAccounts(AppContext& context, const QList<DatedAccount>& accounts
     const QDate today = context.clock.now().date();
     QStringList due;
     for (const auto& [name, text] : accounts) {
-        const auto date = regional::readShortDate(text, today);
+        const auto date = readStoredDate(context, text, today);
         if (!date) {
             context.logStatus(QStringLiteral("User '%1' has %2 date '%3' that is not a date; left as it is").arg(name, what, text));
             continue;
@@ -94,21 +94,21 @@ bool deleteAccount(Session& writer, const QString& name)
 
 } // namespace
 
-void accountSweep(AppContext& context)
+DatabaseOutcome accountSweep(AppContext& context, Session::Feedback feedback)
 {
     Session reader(context);
     Session writer(context);
-    if (!reader.open() || !writer.open())
-        return;
+    if (!reader.open(feedback) || !writer.open(feedback))
+        return DatabaseOutcome::NotOpened;
 
     QList<DatedAccount> expiring;
     if (!readDatedAccounts(reader, QStringLiteral("expires"), expiring))
-        return;
+        return DatabaseOutcome::StatementFailed;
     {
         SweepBatch batch(writer);
         for (const QString& name : dueAccounts(context, expiring, QStringLiteral("an expiry"))) {
             if (!deleteAccount(writer, name))
-                return;
+                return DatabaseOutcome::StatementFailed;
             context.logStatus(QStringLiteral("User '") + name + QStringLiteral("' is expired"));
             batch.accountDone();
         }
@@ -117,13 +117,19 @@ void accountSweep(AppContext& context)
 
     QList<DatedAccount> disabling;
     if (!readDatedAccounts(reader, QStringLiteral("disableon"), disabling))
-        return;
+        return DatabaseOutcome::StatementFailed;
     SweepBatch batch(writer);
     for (const QString& name : dueAccounts(context, disabling, QStringLiteral("a disable"))) {
         if (!writer.execute(QStringLiteral("UPDATE users SET disable_user=1, disableon='' WHERE username=") + sqlQuote(name)))
-            return;
+            return DatabaseOutcome::StatementFailed;
         batch.accountDone();
     }
+    return DatabaseOutcome::Done;
+}
+
+std::optional<QDate> readStoredDate(const AppContext&, const QString& text, QDate today)
+{
+    return regional::readShortDate(text, today);
 }
 
 void lowerCaseStoredPaths(AppContext& context)

@@ -1,5 +1,11 @@
 #pragma once
 
+#include "shell/Session.h"
+
+#include <QDate>
+
+#include <optional>
+
 struct AppContext;
 
 // The daily sweep: deletes the accounts whose expiry date has come, with all their
@@ -8,8 +14,13 @@ struct AppContext;
 //
 // Dates are compared as dates in the program, never as text in SQL, so no
 // regional form can make an account go before its day. A stored text that does
-// not read as a date is left alone and named in the status log.
-void accountSweep(AppContext& context);
+// not read as a date is left alone and named in the status log. The command-line
+// sweep opens its sessions quietly, since nobody is there to answer a dialog.
+DatabaseOutcome accountSweep(AppContext& context, Session::Feedback feedback = Session::Feedback::ShowDialog);
+
+// The date a stored expiry or disable text stands for, as the sweep reads it;
+// nullopt for a text that is no date.
+std::optional<QDate> readStoredDate(const AppContext& context, const QString& text, QDate today);
 
 // Lower-cases the stored home directories and directory entries at start-up,
 // through the statements each engine reads; the errors of the others are ignored.

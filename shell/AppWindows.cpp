@@ -12,7 +12,9 @@
 #include "maintenance/MigrateWindow.h"
 #include "server/ConfigureWindow.h"
 #include "server/IpRulesWindow.h"
+#include "server/LoginTestWindow.h"
 #include "shell/AppContext.h"
+#include "shell/ExpiringWindow.h"
 #include "shell/MainWindow.h"
 #include "shell/ProgramExit.h"
 #include "shell/SplashWindow.h"
@@ -139,6 +141,20 @@ MigrateWindow& AppWindows::migrate()
     if (!m_migrate)
         m_migrate = std::make_unique<MigrateWindow>(m_ctx);
     return *m_migrate;
+}
+
+ExpiringWindow& AppWindows::expiring()
+{
+    if (!m_expiring)
+        m_expiring = std::make_unique<ExpiringWindow>(m_ctx);
+    return *m_expiring;
+}
+
+LoginTestWindow& AppWindows::testLogin()
+{
+    if (!m_testLogin)
+        m_testLogin = std::make_unique<LoginTestWindow>(m_ctx);
+    return *m_testLogin;
 }
 
 DiskQuotaWindow& AppWindows::diskQuota()

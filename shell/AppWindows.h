@@ -9,6 +9,7 @@ class AboutWindow;
 class ConfigureWindow;
 class DatabaseWizardWindow;
 class DiskQuotaWindow;
+class ExpiringWindow;
 class IpRulesWindow;
 class MigrateWindow;
 class MiscSetupWindow;
@@ -16,6 +17,7 @@ class UDRatiosWindow;
 class MainWindow;
 class SplashWindow;
 class StatusWindow;
+class LoginTestWindow;
 
 // Owns every window of the run. Each is created on first use and afterwards only
 // hidden and shown again, so its controls keep their contents. The windows reach
@@ -43,6 +45,8 @@ public:
     IpRulesWindow& ipAccess();
     IpRulesWindow& globalIpAccess();
     MigrateWindow& migrate();
+    ExpiringWindow& expiring();
+    LoginTestWindow& testLogin();
 
     bool hasMain() const { return m_main != nullptr; }
 
@@ -65,4 +69,6 @@ private:
     std::unique_ptr<IpRulesWindow> m_ipAccess;
     std::unique_ptr<IpRulesWindow> m_globalIpAccess;
     std::unique_ptr<MigrateWindow> m_migrate;
+    std::unique_ptr<ExpiringWindow> m_expiring;
+    std::unique_ptr<LoginTestWindow> m_testLogin;
 };

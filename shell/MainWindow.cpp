@@ -12,9 +12,11 @@
 #include "platform/SettingsStore.h"
 #include "platform/TrayIcon.h"
 #include "server/ConfigureWindow.h"
+#include "server/LoginTestWindow.h"
 #include "shell/AppContext.h"
 #include "shell/AppInfo.h"
 #include "shell/AppWindows.h"
+#include "shell/ExpiringWindow.h"
 #include "shell/ProgramExit.h"
 #include "shell/StatusWindow.h"
 
@@ -84,6 +86,11 @@ void MainWindow::setupMenus()
     tools->setObjectName(QStringLiteral("tools1"));
     addMenuItem(tools, QStringLiteral("tools1_migrate"), QStringLiteral("&Migration Utility"),
                 &MainWindow::tools1_migrate_Click);
+    addSeparator(tools, QStringLiteral("tools1_dash1"));
+    addMenuItem(tools, QStringLiteral("tools1_expiring"), QStringLiteral("&Expiring Accounts"),
+                &MainWindow::tools1_expiring_Click);
+    addMenuItem(tools, QStringLiteral("tools1_testLogin"), QStringLiteral("&Test Log-in…"),
+                &MainWindow::tools1_testLogin_Click);
 
     QMenu* helpMenu = menuBar()->addMenu(QStringLiteral("&Help"));
     helpMenu->setObjectName(QStringLiteral("mnuHelp"));
@@ -280,6 +287,24 @@ void MainWindow::tools1_migrate_Click()
 {
     if (migration::confirmLaunch(m_ctx))
         m_ctx.prompter.runModal(&m_windows.migrate());
+}
+
+void MainWindow::tools1_expiring_Click()
+{
+    ExpiringWindow& expiring = m_windows.expiring();
+    expiring.popList();
+    expiring.show();
+    expiring.raise();
+    expiring.activateWindow();
+}
+
+void MainWindow::tools1_testLogin_Click()
+{
+    LoginTestWindow& testLogin = m_windows.testLogin();
+    testLogin.proposeAccount(m_page.currentUser);
+    testLogin.show();
+    testLogin.raise();
+    testLogin.activateWindow();
 }
 
 void MainWindow::mnuItemHelp_Click()

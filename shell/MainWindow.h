@@ -47,6 +47,8 @@ public:
     void edit1_copy_Click();
     void edit1_paste_Click();
     void tools1_migrate_Click();
+    void tools1_expiring_Click();
+    void tools1_testLogin_Click();
     void mnuItemHelp_Click();
     void ShowLog_Click();
     void checkUpdates_Click();

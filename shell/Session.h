@@ -8,6 +8,10 @@
 
 struct AppContext;
 
+// How an operation over the database ended, for the callers that report it in an
+// exit status: done, the database could not be opened, or a statement failed.
+enum class DatabaseOutcome { Done, NotOpened, StatementFailed };
+
 // One database session of one operation: opened from the connection string
 // stored at that moment, closed when the operation ends. A failed open tells the
 // administrator (unless quiet) and offers the configuration window; a statement

@@ -58,6 +58,38 @@ qint64 wholeNumber(const Value& value)
     return value.isNull ? 0 : static_cast<qint64>(value.text.toDouble());
 }
 
+// The checks' verdict so far, and their reasons when the decision is explained. The
+// handler stops at its first refusal; an explanation goes on to tell every reason.
+class Judgement
+{
+public:
+    explicit Judgement(const Explain& explain) : m_explain(explain) {}
+
+    void note(const QString& reason) const
+    {
+        if (m_explain)
+            m_explain(reason);
+    }
+    // Records a refusal; true when the decision ends here.
+    bool refuse(const QString& reason)
+    {
+        m_refused = true;
+        note(reason + QStringLiteral(" The log-in is refused."));
+        return !m_explain;
+    }
+    bool refused() const { return m_refused; }
+    // A query that failed ends every decision: the handler fails closed.
+    QStringList databaseFailed(const Database& database) const
+    {
+        note(QStringLiteral("Database: a query failed (%1). The log-in is refused.").arg(database.lastError()));
+        return refusal();
+    }
+
+private:
+    const Explain& m_explain;
+    bool m_refused = false;
+};
+
 } // namespace
 
 const QList<ContractQuery>& contractQueries()
@@ -110,11 +142,15 @@ QStringList refusal()
     return reply(-1);
 }
 
-QStringList decide(const LoginRequest& request, Database& database, const Trace& trace)
+QStringList decide(const LoginRequest& request, Database& database, const Trace& trace, const Explain& explain)
 {
+    Judgement judgement(explain);
     const auto account = decode(request.account);
-    if (!account || account->isEmpty() || account->size() > MaxAccountLength)
+    if (!account || account->isEmpty() || account->size() > MaxAccountLength) {
+        judgement.note(QStringLiteral("Account: the name is empty, longer than 50 characters or not valid UTF-8, so it "
+                                      "names no account."));
         return reply(0);
+    }
     const QString name = *account;
     const auto ask = [&](const char* text, const char* column) {
         return single(database, contractQuery(text, QStringLiteral("users"), name), QLatin1String(column));
@@ -122,46 +158,89 @@ QStringList decide(const LoginRequest& request, Database& database, const Trace&
 
     const auto stored = ask("select password from %s where username='%s'", "password");
     if (!stored)
-        return refusal();
-    if (!stored->found)
+        return judgement.databaseFailed(database);
+    if (!stored->found) {
+        judgement.note(QStringLiteral("Account \"%1\": not found.").arg(name));
         return reply(0);
+    }
+    judgement.note(QStringLiteral("Account \"%1\": found.").arg(name));
 
     Rows home = database.select(contractQuery("select homedir,disable_user from %s where username='%s'", QStringLiteral("users"), name));
     if (!home.isValid() || !home.next())
-        return refusal();
+        return judgement.databaseFailed(database);
     const QString homedir = home.text(QStringLiteral("homedir"));
+    const QString disableUser = home.text(QStringLiteral("disable_user"));
     const bool disabled = storedFlagIsSet(home.value(QStringLiteral("disable_user")));
     home = Rows();
-    if (disabled)
+    if (!disabled)
+        judgement.note(QStringLiteral("Disabled: no."));
+    else if (judgement.refuse(QStringLiteral("Disabled: yes (disable_user is %1).").arg(disableUser)))
         return refusal();
 
     const auto password = decode(request.password);
-    if (!password || !passwordMatches(stored->text, *password))
+    const QString form = passwordForm(stored->text) == PasswordForm::SaltedMd5 ? QStringLiteral("the stored salted MD5 form")
+                                                                               : QStringLiteral("the stored text");
+    if (password && passwordMatches(stored->text, *password))
+        judgement.note(QStringLiteral("Password: matches %1.").arg(form));
+    else if (judgement.refuse(!password          ? QStringLiteral("Password: not valid UTF-8.")
+                              : password->isEmpty() ? QStringLiteral("Password: none was given.")
+                                                    : QStringLiteral("Password: does not match %1.").arg(form)))
         return refusal();
 
     const QString address = QString::fromLatin1(request.remoteAddress);
+    // The contract query returns the account's own rules and the "*" rules alike; an
+    // explanation tells them apart by the "*" rules read on their own.
+    QStringList starRules;
+    if (explain) {
+        Rows star = database.select(contractQuery("select ip from %s where username='%s'", QStringLiteral("blocked_ips_by_user"),
+                                                  QStringLiteral("*")));
+        if (!star.isValid())
+            return judgement.databaseFailed(database);
+        while (star.next())
+            starRules.append(star.text(QStringLiteral("ip")));
+    }
+    bool anyRuleMatched = false;
     for (const char* rules : {"select ip from %s", "select ip from %s where username='%s' or username='*'"}) {
-        const QString table = QLatin1String(rules) == QLatin1String("select ip from %s") ? QStringLiteral("blocked_ips")
-                                                                                         : QStringLiteral("blocked_ips_by_user");
-        Rows rows = database.select(contractQuery(rules, table, name));
+        const bool global = QLatin1String(rules) == QLatin1String("select ip from %s");
+        Rows rows = database.select(contractQuery(rules, global ? QStringLiteral("blocked_ips") : QStringLiteral("blocked_ips_by_user"), name));
         if (!rows.isValid())
-            return refusal();
+            return judgement.databaseFailed(database);
         while (rows.next()) {
-            if (ipRuleMatches(rows.text(QStringLiteral("ip")), address))
+            const QString rule = rows.text(QStringLiteral("ip"));
+            if (!ipRuleMatches(rule, address))
+                continue;
+            anyRuleMatched = true;
+            const QString scope = global                   ? QStringLiteral("global")
+                                  : starRules.removeOne(rule) ? QStringLiteral("\"*\", for every account")
+                                                              : QStringLiteral("the account's own");
+            const QString how = isReadableAddress(address) ? QStringLiteral("matches %1").arg(address)
+                                                           : QStringLiteral("refuses the unreadable address \"%1\"").arg(address);
+            if (judgement.refuse(QStringLiteral("IP rule \"%1\" (%2) %3.").arg(rule, scope, how)))
                 return refusal();
         }
     }
+    if (!anyRuleMatched)
+        judgement.note(QStringLiteral("IP rules: none matches %1.").arg(address));
 
     // The account works in its home folder as the folder's owner, never as root.
     const QFileInfo folder(homedir);
     if (homedir.isEmpty() || !folder.isAbsolute() || !folder.isDir()) {
         trace(QStringLiteral("Home folder \"%1\" of %2 does not exist; log-in refused.").arg(homedir, name));
-        return refusal();
-    }
-    if (folder.ownerId() == 0 || folder.groupId() == 0) {
+        if (judgement.refuse(QStringLiteral("Home folder \"%1\": missing.").arg(homedir)))
+            return refusal();
+    } else if (folder.ownerId() == 0 || folder.groupId() == 0) {
         trace(QStringLiteral("Home folder \"%1\" of %2 belongs to root; log-in refused.").arg(homedir, name));
-        return refusal();
+        if (judgement.refuse(QStringLiteral("Home folder \"%1\": present, but it belongs to root (owner %2, group %3).")
+                                 .arg(homedir, folder.owner(), folder.group())))
+            return refusal();
+    } else {
+        judgement.note(QStringLiteral("Home folder \"%1\": present, owned by %2 (uid %3, gid %4).")
+                           .arg(homedir, folder.owner())
+                           .arg(folder.ownerId())
+                           .arg(folder.groupId()));
     }
+    if (judgement.refused())
+        return refusal();
 
     QStringList lines{QStringLiteral("auth_ok:1"), QStringLiteral("uid:%1").arg(folder.ownerId()),
                       QStringLiteral("gid:%1").arg(folder.groupId()), QStringLiteral("dir:") + folder.absoluteFilePath(),
@@ -176,23 +255,40 @@ QStringList decide(const LoginRequest& request, Database& database, const Trace&
     const auto speed = ask("select speed_limit_value from %s where username='%s'", "speed_limit_value");
     const auto concurrent = ask("select max_concurrent from %s where username='%s'", "max_concurrent");
     if (!useQuota || !quotaMax || !quotaCurrent || !ratioType || !ratioUp || !ratioDown || !speed || !concurrent)
-        return refusal();
+        return judgement.databaseFailed(database);
 
+    QString quota = QStringLiteral("Quota: none.");
     if (wholeNumber(*useQuota) == 1) {
-        if (quotaCurrent->isNull)
+        if (quotaCurrent->isNull) {
             trace(QStringLiteral("Quota set aborted for %1, since use_quota is on, but there is no quota_current.").arg(name));
-        else if (wholeNumber(*quotaMax) > 0)
+            quota = QStringLiteral("Quota: none, since use_quota is on, but there is no quota_current.");
+        } else if (wholeNumber(*quotaMax) > 0) {
             lines << QStringLiteral("user_quota_size:%1").arg(wholeNumber(*quotaMax));
+            quota = QStringLiteral("Quota: %1 bytes.").arg(wholeNumber(*quotaMax));
+        }
     }
-    if (!ratioType->text.trimmed().isEmpty() && wholeNumber(*ratioUp) > 0 && wholeNumber(*ratioDown) > 0)
+    judgement.note(quota);
+    if (!ratioType->text.trimmed().isEmpty() && wholeNumber(*ratioUp) > 0 && wholeNumber(*ratioDown) > 0) {
         lines << QStringLiteral("ratio_upload:%1").arg(wholeNumber(*ratioUp)) << QStringLiteral("ratio_download:%1").arg(wholeNumber(*ratioDown));
+        judgement.note(QStringLiteral("Ratio: %1 up to %2 down.").arg(wholeNumber(*ratioUp)).arg(wholeNumber(*ratioDown)));
+    } else {
+        judgement.note(QStringLiteral("Ratio: none."));
+    }
     // The speed limit is kept in kilobytes per second; the server wants bytes.
     const qint64 bytesPerSecond = static_cast<qint64>(speed->text.trimmed().toDouble() * 1024.0);
-    if (bytesPerSecond > 0)
+    if (bytesPerSecond > 0) {
         lines << QStringLiteral("throttling_bandwidth_ul:%1").arg(bytesPerSecond)
               << QStringLiteral("throttling_bandwidth_dl:%1").arg(bytesPerSecond);
-    if (wholeNumber(*concurrent) > 0)
+        judgement.note(QStringLiteral("Speed limit: %1 bytes per second each way.").arg(bytesPerSecond));
+    } else {
+        judgement.note(QStringLiteral("Speed limit: none."));
+    }
+    if (wholeNumber(*concurrent) > 0) {
         lines << QStringLiteral("per_user_max:%1").arg(wholeNumber(*concurrent));
+        judgement.note(QStringLiteral("Sessions: at most %1 at a time.").arg(wholeNumber(*concurrent)));
+    } else {
+        judgement.note(QStringLiteral("Sessions: no limit of the account's own."));
+    }
     lines << QStringLiteral("end");
     return lines;
 }

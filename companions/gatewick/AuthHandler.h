@@ -24,6 +24,8 @@ struct LoginRequest
 
 // Receives the handler's trace lines; they never reach the FTP client.
 using Trace = std::function<void(const QString&)>;
+// Receives the reasons of a decision, one sentence per check, when it is explained.
+using Explain = std::function<void(const QString&)>;
 
 // Every query the FTP server's plug-in may run, with "%s" for the table and
 // '%s' for the account name (or, for sign_files, the client's address).
@@ -36,8 +38,10 @@ const QList<ContractQuery>& contractQueries();
 // A contract query made ready to run: the table put in, the value quoted.
 QString contractQuery(const char* text, const QString& table, const QString& value);
 
-// The reply lines for one log-in, ending with "end".
-QStringList decide(const LoginRequest& request, Database& database, const Trace& trace);
+// The reply lines for one log-in, ending with "end". With `explain`, each check is
+// told, and the checks after a refusal are made too, so that every reason shows;
+// the reply is the same either way.
+QStringList decide(const LoginRequest& request, Database& database, const Trace& trace, const Explain& explain = {});
 QStringList refusal();
 
 } // namespace gatewick

@@ -92,9 +92,20 @@ bool ipRuleMatches(const QString& rule, const QString& clientAddress)
     return (client.ipv4 & mask) == (network & mask);
 }
 
+bool isReadableAddress(const QString& clientAddress)
+{
+    return readAddress(clientAddress).kind != ClientAddress::Kind::Unreadable;
+}
+
 QString saltedMd5(const QString& salt, const QString& password)
 {
     return QString::fromLatin1(QCryptographicHash::hash((salt + password).toUtf8(), QCryptographicHash::Md5).toHex());
+}
+
+PasswordForm passwordForm(const QString& stored)
+{
+    static const QRegularExpression md5Form(QStringLiteral("^[A-Za-z]{2}[0-9A-Fa-f]{32}$"));
+    return md5Form.match(stored).hasMatch() ? PasswordForm::SaltedMd5 : PasswordForm::AsStored;
 }
 
 bool passwordMatches(const QString& stored, const QString& typed)
@@ -102,8 +113,7 @@ bool passwordMatches(const QString& stored, const QString& typed)
     if (typed.isEmpty())
         return false;
     // Where the stored text is a salted hash, typing the hash itself must not open the account.
-    static const QRegularExpression md5Form(QStringLiteral("^[A-Za-z]{2}[0-9A-Fa-f]{32}$"));
-    if (md5Form.match(stored).hasMatch())
+    if (passwordForm(stored) == PasswordForm::SaltedMd5)
         return saltedMd5(stored.left(2), typed).compare(stored.mid(2), Qt::CaseInsensitive) == 0;
     return stored == typed;
 }

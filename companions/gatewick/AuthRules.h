@@ -13,6 +13,12 @@ namespace gatewick {
 // address that cannot be read matches every rule that is not blank, so that any
 // rule in force refuses it. Anything else matches nothing.
 bool ipRuleMatches(const QString& rule, const QString& clientAddress);
+// Whether a client address reads as an address the rules can judge.
+bool isReadableAddress(const QString& clientAddress);
+
+// How a stored password is compared: as the text stands, or through the server's salted MD5 form.
+enum class PasswordForm { AsStored, SaltedMd5 };
+PasswordForm passwordForm(const QString& stored);
 
 // True when the stored text is the server's salted MD5 form ("xy" + 32 hex digits:
 // the MD5 of "xy" followed by the password) and the typed password hashes to it, or,
