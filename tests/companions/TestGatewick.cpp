@@ -3,6 +3,9 @@
 
 #include "AuthHandler.h"
 #include "AuthRules.h"
+#include "ConsoleRun.h"
+
+#include "server/LoginCheck.h"
 
 // The authentication handler against real databases on both engines: every
 // query the FTP server's plug-in may run, and the answers to good and bad log-ins.
@@ -111,6 +114,67 @@ private slots:
         QCOMPARE(firstLine("bob", "s3cret", "10.4.0.1"), QStringLiteral("auth_ok:1"));
         QCOMPARE(firstLine("bob", "s3cret", "2001:db8::1"), QStringLiteral("auth_ok:1"));
         QCOMPARE(firstLine("bob", "s3cret", "not an address"), QStringLiteral("auth_ok:-1"));
+    }
+
+    // The test log-in runs the handler's own decision: on the same accounts it comes
+    // to the handler program's verdict and reply, and tells every reason it has.
+    void testLoginAgreesWithTheHandler_data() { addEngineRows(); }
+    void testLoginAgreesWithTheHandler()
+    {
+        TestEnvironment env;
+        QUILLMERE_OPEN_DATABASE(db, env);
+        const QString md5 = QStringLiteral("kx") + gatewick::saltedMd5(QStringLiteral("kx"), QStringLiteral("migrated"));
+        for (const char* name : {"bob", "carol", "off", "homeless"})
+            QVERIFY(gatewicktest::createAccount(env, QLatin1String(name), QLatin1String(name) + QStringLiteral("-pw"),
+                                                gatewicktest::homeFolder(env, QLatin1String(name))));
+        QVERIFY(gatewicktest::createAccount(env, QStringLiteral("imported"), md5, gatewicktest::homeFolder(env, QStringLiteral("imported"))));
+        QVERIFY(gatewicktest::createAccount(env, QStringLiteral("rooted"), QStringLiteral("rooted-pw"), QStringLiteral("/")));
+        QVERIFY(QDir(env.path(QStringLiteral("ftp/homeless"))).removeRecursively());
+        db->exec(QStringLiteral("update users set use_quota=1, quota_max=1048576, speed_limit_value='64', max_concurrent=2 where username='carol'"));
+        db->exec(QStringLiteral("update users set disable_user=1 where username='off'"));
+        db->exec(QStringLiteral("insert into blocked_ips (ip) values ('10.1.0.0/16')"));
+        db->exec(QStringLiteral("insert into blocked_ips_by_user (username, ip) values ('bob', '10.2.*.*')"));
+        db->exec(QStringLiteral("insert into blocked_ips_by_user (username, ip) values ('*', '10.3.3.3')"));
+
+        // Name, password, client address, and what the reasons say ("|" between several).
+        const QList<std::tuple<QString, QString, QString, QString>> cases{
+            {"bob", "bob-pw", "127.0.0.1", "Password: matches the stored text.|IP rules: none matches 127.0.0.1."},
+            {"carol", "carol-pw", "::ffff:127.0.0.1", "Quota: 1048576 bytes.|Speed limit: 65536 bytes per second each way.|Sessions: at most 2 at a time."},
+            {"imported", "migrated", "127.0.0.1", "Password: matches the stored salted MD5 form."},
+            {"imported", md5, "127.0.0.1", "Password: does not match the stored salted MD5 form. The log-in is refused."},
+            {"bob", "", "127.0.0.1", "Password: none was given. The log-in is refused."},
+            {"nobody", "pw", "127.0.0.1", "Account \"nobody\": not found."},
+            {"off", "wrong", "127.0.0.1", "Disabled: yes (disable_user is 1). The log-in is refused.|Password: does not match the stored text."},
+            {"rooted", "rooted-pw", "127.0.0.1", "Home folder \"/\": present, but it belongs to root"},
+            {"homeless", "homeless-pw", "127.0.0.1", "/ftp/homeless\": missing. The log-in is refused."},
+            {"bob", "bob-pw", "10.1.7.7", "IP rule \"10.1.0.0/16\" (global) matches 10.1.7.7. The log-in is refused."},
+            {"bob", "bob-pw", "10.2.7.7", "IP rule \"10.2.*.*\" (the account's own) matches 10.2.7.7."},
+            {"bob", "bob-pw", "10.3.3.3", "IP rule \"10.3.3.3\" (\"*\", for every account) matches 10.3.3.3."},
+            {"bob", "bob-pw", "not an address", "IP rule \"10.1.0.0/16\" (global) refuses the unreadable address \"not an address\"."},
+        };
+        for (const auto& [name, password, address, reasons] : cases) {
+            const QString label = name + QLatin1Char('/') + address;
+            const auto handler = gatewicktest::runHandler(env.settingsPath(), name.toUtf8(), password.toUtf8(), address.toLatin1());
+            QVERIFY2(handler.finished, qPrintable(label));
+            const logincheck::Result test = logincheck::testLogin(env.context, name, password, address);
+            const qsizetype replyAt = test.lines.indexOf(QStringLiteral("Reply to the FTP server:"));
+            QStringList reply = test.lines.mid(replyAt + 1);
+            for (QString& line : reply)
+                line = line.trimmed();
+            QVERIFY2(replyAt > 0 && reply == handler.lines, qPrintable(label + QStringLiteral(": ") + test.lines.join(QLatin1Char('\n'))));
+            QVERIFY2((test.verdict == logincheck::Verdict::Allowed) == (handler.lines.value(0) == QLatin1String("auth_ok:1")), qPrintable(label));
+            for (const QString& reason : reasons.split(QLatin1Char('|')))
+                QVERIFY2(test.lines.join(QLatin1Char('\n')).contains(reason), qPrintable(label + QStringLiteral(": ") + reason));
+        }
+
+        // The command-line mode prints the same lines and tells the verdict by its exit status.
+        for (const auto& [name, password, status] : {std::tuple{"carol", "carol-pw", 0}, std::tuple{"off", "off-pw", 3}}) {
+            const ConsoleRun run = runVantrel({QStringLiteral("--test-login"), QLatin1String(name), QStringLiteral("127.0.0.1")},
+                                              env.settingsPath(), QByteArray(password) + "\n");
+            QVERIFY2(run.finished, qPrintable(run.errors));
+            QCOMPARE(run.exitCode, status);
+            QCOMPARE(run.lines(), logincheck::testLogin(env.context, QLatin1String(name), QLatin1String(password), QStringLiteral("127.0.0.1")).lines);
+        }
     }
 
     void failsClosedWithoutADatabase()
