@@ -96,6 +96,8 @@ private:
     PageState m_page;
     bool m_loaded = false;
     int m_minuteCounter = 0;
+    // Minimised to the task bar because the desktop offered no notification area.
+    bool m_minimisedToTaskBar = false;
 
     UserPage* m_userPage = nullptr;
     QAction* m_showLog = nullptr;
