@@ -15,7 +15,8 @@ class UserPage;
 struct AppContext;
 
 // frmMain: the program's one working screen. It lives for the whole run; closing
-// or minimising it only hides it to the notification area.
+// or minimising it only hides it to the notification area, or minimises it to the
+// task bar on a desktop without one.
 class MainWindow : public QMainWindow
 {
     Q_OBJECT
