@@ -17,7 +17,8 @@ class TrayIcon;
 
 // Everything a window or an operation needs from the outside world, built once in
 // main() and handed to every window. Tests build it from doubles for the prompter,
-// the process end, the program starter and the clock, and real parts elsewhere.
+// the process end, the program starter, the tray icon and the clock, and real
+// parts elsewhere.
 struct AppContext
 {
     AppContext(SettingsStore& settings, Prompter& prompter, StatusLog& log, const Clock& clock, TrayIcon& tray,
