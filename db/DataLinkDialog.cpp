@@ -302,9 +302,8 @@ void DataLinkDialog::enableFields()
     m_fraFile->setEnabled(!serverKind);
     // Asked for a log-on alone, the dialog keeps the engine, the server and the
     // database it was given.
-    m_cboProvider->setEnabled(!m_logOnOnly);
-    for (QWidget* field : std::initializer_list<QWidget*>{m_lblProvider, m_lblServer, m_txtServer, m_lblPort, m_txtPort,
-                                                          m_lblDatabase, m_txtDatabase})
+    for (QWidget* field : std::initializer_list<QWidget*>{m_lblProvider, m_cboProvider, m_lblServer, m_txtServer, m_lblPort,
+                                                          m_txtPort, m_lblDatabase, m_txtDatabase})
         field->setEnabled(!m_logOnOnly);
     for (QWidget* field : {static_cast<QWidget*>(m_lblUserName), static_cast<QWidget*>(m_txtUserName),
                            static_cast<QWidget*>(m_lblPassword), static_cast<QWidget*>(m_txtPassword)})
