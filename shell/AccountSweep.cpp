@@ -133,15 +133,23 @@ void lowerCaseStoredPaths(AppContext& context)
         return;
     // Access reads the first pair, SQL Server the second; they are sent as they
     // stand so that each fails harmlessly on the engines it is not meant for.
-    for (const char* statement : {"UPDATE users SET users.homedir = LCase( users.homedir)",
-                                  "UPDATE dir_rights SET dir_rights.directory = LCase([dir_rights].[directory]);",
-                                  "UPDATE users SET users.homedir = Lower(users.homedir)",
-                                  "UPDATE dir_rights SET dir_rights.directory = Lower([dir_rights].[directory]);"})
+    // A POSIX path (beginning with "/") keeps its case, as storedPathCase keeps
+    // it: Jet and SQL Server both read Left(), and LIKE's wildcard differs
+    // between Jet's two modes.
+    for (const char* statement :
+         {"UPDATE users SET users.homedir = LCase( users.homedir) WHERE Left(users.homedir, 1) <> '/'",
+          "UPDATE dir_rights SET dir_rights.directory = LCase([dir_rights].[directory]) "
+          "WHERE Left([dir_rights].[directory], 1) <> '/';",
+          "UPDATE users SET users.homedir = Lower(users.homedir) WHERE Left(users.homedir, 1) <> '/'",
+          "UPDATE dir_rights SET dir_rights.directory = Lower([dir_rights].[directory]) "
+          "WHERE Left([dir_rights].[directory], 1) <> '/';"})
         session.executeIgnoringErrors(QLatin1String(statement), Database::Text::Verbatim);
-    // Every engine but Access reads this pair; it touches only the rows that need it.
-    session.executeIgnoringErrors(QStringLiteral("UPDATE users SET homedir = Lower(homedir) WHERE homedir <> Lower(homedir)"));
+    // Every engine but Access reads this pair (SQLite has no Left()); it touches
+    // only the rows that need it.
     session.executeIgnoringErrors(
-        QStringLiteral("UPDATE dir_rights SET directory = Lower(directory) WHERE directory <> Lower(directory)"));
+        QStringLiteral("UPDATE users SET homedir = Lower(homedir) WHERE homedir NOT LIKE '/%' AND homedir <> Lower(homedir)"));
+    session.executeIgnoringErrors(QStringLiteral(
+        "UPDATE dir_rights SET directory = Lower(directory) WHERE directory NOT LIKE '/%' AND directory <> Lower(directory)"));
 }
 
 void installDatabaseWork(AppContext& context)

@@ -13,6 +13,7 @@ void accountSweep(AppContext& context);
 
 // Lower-cases the stored home directories and directory entries at start-up,
 // through the statements each engine reads; the errors of the others are ignored.
+// Paths beginning with "/" keep their case (storedPathCase, platform/PathInfo.h).
 void lowerCaseStoredPaths(AppContext& context);
 
 // Puts both into the context's start-up hooks.

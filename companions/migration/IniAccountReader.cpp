@@ -2,6 +2,7 @@
 
 #include "IniValues.h"
 #include "limits/Numbers.h"
+#include "platform/PathInfo.h"
 #include "platform/RegionalDate.h"
 
 #include <QHash>
@@ -138,7 +139,7 @@ void IniAccountReader::take(const IniEntry& entry)
         break;
     case Key::HomeDir:
         m_sawHome = true;
-        readPath(entry, [this](const QString& path) { m_account.homedir = path.toLower(); });
+        readPath(entry, [this](const QString& path) { m_account.homedir = storedPathCase(path); });
         break;
     case Key::LoginMessage:
         readPath(entry, [this](const QString& path) { m_account.loginMessageFile = path; });

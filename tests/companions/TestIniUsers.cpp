@@ -352,6 +352,7 @@ private slots:
         QTest::newRow("no rights") << "C:\\A|" << "c:\\a" << "" << false << "";
         QTest::newRow("no bar") << "C:\\A" << "" << "" << false << "";
         QTest::newRow("no folder") << "|RL" << "" << "" << false << "";
+        QTest::newRow("posix folder keeps its case") << "/srv/ftp/Incoming|RL" << "/srv/ftp/Incoming" << "RL" << false << "";
         QTest::newRow("separators") << QStringLiteral("C:\\§ 1|2|RL") << QStringLiteral("c:\\§ 1|2") << "RL" << false << "";
     }
 

@@ -135,7 +135,7 @@ private slots:
         QCOMPARE(control<QLabel>(window.get(), "lblIniPath")->text(), site.iniPath);
         QCOMPARE(control<QLabel>(window.get(), "lblAccountCount")->text(), QStringLiteral("3 accounts: 2 new, 1 already in the database"));
         QCOMPARE(column(window.get(), "tblAccounts", 0), (QStringList{"alice", "o'neil", "existing"}));
-        QCOMPARE(column(window.get(), "tblAccounts", 1), (QStringList{"/srv/ftp/alice", "/srv/ftp/o'neil", "/srv/ftp/existing-new"}));
+        QCOMPARE(column(window.get(), "tblAccounts", 1), (QStringList{"/SRV/FTP/Alice", "/srv/ftp/o'neil", "/srv/ftp/existing-new"}));
         QCOMPARE(column(window.get(), "tblAccounts", 2), (QStringList{"new", "new", "already in the database"}));
         QVERIFY(column(window.get(), "tblNotCarried", 1).contains(QStringLiteral("ChangePassword")));
 

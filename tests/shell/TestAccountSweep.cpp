@@ -134,14 +134,23 @@ private slots:
                                 "VALUES ('lower', 'c:\\ftp\\lower', 1, 1)"));
         db->exec(QStringLiteral("INSERT INTO dir_rights (username, directory, dir_rights, inherit_subdirs) "
                                 "VALUES ('Mixed', 'D:\\Shared\\Up', 'RWL', 1)"));
+        // POSIX paths name folders on a case-sensitive file system and keep their case.
+        db->exec(QStringLiteral("INSERT INTO users (username, homedir, max_concurrent, max_logins_per_ip) "
+                                "VALUES ('Posix', '/srv/ftp/Incoming', 1, 1)"));
+        db->exec(QStringLiteral("INSERT INTO dir_rights (username, directory, dir_rights, inherit_subdirs) "
+                                "VALUES ('Posix', '/srv/ftp/Incoming/Up', 'RWL', 1)"));
 
         lowerCaseStoredPaths(program.env.context);
 
-        QCOMPARE(db->column(QStringLiteral("select homedir from users order by username")),
+        QCOMPARE(db->column(QStringLiteral("select homedir from users where username <> 'Posix' order by username")),
                  QStringList({"c:\\ftp\\mixed", "c:\\ftp\\lower"}));
-        QCOMPARE(db->column(QStringLiteral("select directory from dir_rights")), QStringList({"d:\\shared\\up"}));
+        QCOMPARE(db->column(QStringLiteral("select directory from dir_rights where username='Mixed'")), QStringList({"d:\\shared\\up"}));
+        QCOMPARE(db->column(QStringLiteral("select homedir from users where username='Posix'")), QStringList({"/srv/ftp/Incoming"}));
+        QCOMPARE(db->column(QStringLiteral("select directory from dir_rights where username='Posix'")),
+                 QStringList({"/srv/ftp/Incoming/Up"}));
         // Names are not paths and stay as they are; nothing was said to the administrator.
-        QCOMPARE(db->column(QStringLiteral("select username from users order by username")), QStringList({"Mixed", "lower"}));
+        QCOMPARE(db->column(QStringLiteral("select username from users where username <> 'Posix' order by username")),
+                 QStringList({"Mixed", "lower"}));
         QVERIFY(program.env.prompter.records().isEmpty());
     }
 
