@@ -35,19 +35,22 @@ public:
         if (real.open(QIODevice::ReadOnly))
             bytes = real.readAll();
         QFile copy(copyPath());
-        m_usable = m_dir.isValid() && copy.open(QIODevice::WriteOnly) && copy.write(bytes) == bytes.size();
+        m_isCopy = m_dir.isValid() && copy.open(QIODevice::WriteOnly) && copy.write(bytes) == bytes.size();
         copy.close();
-        m_settings = std::make_unique<QSettings>(copyPath(), QSettings::IniFormat);
+        // Without a temporary folder the file is still read, only never written.
+        m_settings = std::make_unique<QSettings>(m_isCopy ? copyPath() : filePath, QSettings::IniFormat);
         m_settings->beginGroup(keyPath);
     }
 
     QSettings* operator->() { return m_settings.get(); }
+    // Only a copy takes changes.
+    bool isCopy() const { return m_isCopy; }
 
-    // Replaces the real file with the copy as changed; false when the file was not replaced.
+    // Replaces the real file with the copy as changed (only for a copy); false when the file was not replaced.
     bool writeTo(const QString& filePath)
     {
         m_settings->sync();
-        if (!m_usable || m_settings->status() != QSettings::NoError)
+        if (m_settings->status() != QSettings::NoError)
             return false;
         QFile copy(copyPath());
         if (!copy.open(QIODevice::ReadOnly))
@@ -61,7 +64,7 @@ private:
     QString copyPath() const { return m_dir.filePath(QStringLiteral("settings.ini")); }
 
     QTemporaryDir m_dir;
-    bool m_usable = false;
+    bool m_isCopy = false;
     std::unique_ptr<QSettings> m_settings;
 };
 #endif
@@ -176,6 +179,8 @@ bool SettingsStore::writeValue(const QString& keyPath, const QString& name, cons
     if (!lock.tryLock(5000))
         return false;
     PrivateCopy settings(m_path, keyPath);
+    if (!settings.isCopy())
+        return false;
     settings->setValue(name, value);
     return settings.writeTo(m_path);
 #endif
