@@ -479,7 +479,7 @@ void DatabaseWizardWindow::wizardLog(const QString& text)
 {
     QTextCursor end = m_txtLog->textCursor();
     end.movePosition(QTextCursor::End);
-    end.insertText(StatusLog::formatLine(m_ctx.clock.now(), text) + QLatin1Char('\n'));
+    end.insertText(StatusLog::formatLine(m_ctx.dates, m_ctx.clock.now(), text) + QLatin1Char('\n'));
     m_txtLog->setTextCursor(end);
     m_txtLog->verticalScrollBar()->setValue(m_txtLog->verticalScrollBar()->maximum());
 }

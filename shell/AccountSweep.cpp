@@ -3,12 +3,13 @@
 #include "db/Schema.h"
 #include "db/SqlText.h"
 #include "platform/Clock.h"
-#include "platform/RegionalDate.h"
+#include "platform/DateForm.h"
 #include "shell/AppContext.h"
 #include "shell/Session.h"
 
 #include <QList>
 #include <QPair>
+#include <QStringList>
 
 namespace {
 
@@ -32,7 +33,7 @@ QStringList dueAccounts(AppContext& context, const QList<DatedAccount>& accounts
     const QDate today = context.clock.now().date();
     QStringList due;
     for (const auto& [name, text] : accounts) {
-        const auto date = regional::readShortDate(text, today);
+        const auto date = context.dates.read(text, today);
         if (!date) {
             context.logStatus(QStringLiteral("User '%1' has %2 date '%3' that is not a date; left as it is").arg(name, what, text));
             continue;
@@ -45,42 +46,75 @@ QStringList dueAccounts(AppContext& context, const QList<DatedAccount>& accounts
 
 // On SQLite every statement of its own is a synced commit, which for thousands of
 // due accounts takes many seconds; there the sweep's writes go in transactions of
-// a few hundred accounts. What was written before a failure is kept (the batch is
-// committed all the same), and a sweep cut short is finished at the next start.
+// a few hundred accounts. A deletion is logged only once its transaction has been
+// committed, since a refused commit undoes it. After a failed statement what was
+// written before it is still committed, and a sweep cut short is finished at the
+// next start.
 class SweepBatch
 {
 public:
-    explicit SweepBatch(Session& writer)
-        : m_database(writer.engine() == Engine::Sqlite ? writer.database() : nullptr)
+    SweepBatch(AppContext& context, Session& writer)
+        : m_ctx(context)
+        , m_database(writer.engine() == Engine::Sqlite ? writer.database() : nullptr)
     {
         begin();
     }
-    ~SweepBatch() { commit(); }
+    ~SweepBatch()
+    {
+        if (m_open)
+            m_database->rollback();
+    }
     SweepBatch(const SweepBatch&) = delete;
     SweepBatch& operator=(const SweepBatch&) = delete;
 
-    void accountDone()
+    // Records one account as done, with the line that tells so once it is committed;
+    // false when a commit was refused (reported).
+    bool accountDone(const QString& logLine = {})
     {
-        if (++m_accounts % AccountsPerTransaction == 0) {
-            commit();
-            begin();
-        }
+        if (!logLine.isEmpty())
+            m_pending.append(logLine);
+        if (m_open && ++m_accounts % AccountsPerTransaction != 0)
+            return true;
+        if (!commit(Report::Yes))
+            return false;
+        begin();
+        return true;
     }
+
+    // Commits the batch's writes; false when the commit was refused (reported).
+    bool finish() { return commit(Report::Yes); }
+    // Keeps what was written before a failed statement, which has been reported already.
+    void finishAfterFailure() { commit(Report::No); }
 
 private:
     static constexpr int AccountsPerTransaction = 500;
+    enum class Report { Yes, No };
 
     void begin() { m_open = m_database && m_database->beginTransaction(); }
-    void commit()
+
+    bool commit(Report report)
     {
-        if (m_open)
-            m_database->commit();
-        m_open = false;
+        if (m_open) {
+            m_open = false;
+            if (!m_database->commit()) {
+                if (report == Report::Yes)
+                    reportDatabaseError(m_ctx, m_database->lastError());
+                m_database->rollback();
+                m_pending.clear();
+                return false;
+            }
+        }
+        for (const QString& line : std::as_const(m_pending))
+            m_ctx.logStatus(line);
+        m_pending.clear();
+        return true;
     }
 
+    AppContext& m_ctx;
     Database* m_database;
     bool m_open = false;
     int m_accounts = 0;
+    QStringList m_pending;
 };
 
 bool deleteAccount(Session& writer, const QString& name)
@@ -105,25 +139,51 @@ void accountSweep(AppContext& context)
     if (!readDatedAccounts(reader, QStringLiteral("expires"), expiring))
         return;
     {
-        SweepBatch batch(writer);
+        SweepBatch batch(context, writer);
         for (const QString& name : dueAccounts(context, expiring, QStringLiteral("an expiry"))) {
-            if (!deleteAccount(writer, name))
+            if (!deleteAccount(writer, name)) {
+                batch.finishAfterFailure();
                 return;
-            context.logStatus(QStringLiteral("User '") + name + QStringLiteral("' is expired"));
-            batch.accountDone();
+            }
+            if (!batch.accountDone(QStringLiteral("User '") + name + QStringLiteral("' is expired")))
+                return;
         }
-    } // committed before the next read, which would otherwise wait for the writer's lock
-
+        // Committed before the next read, which would otherwise wait for the writer's lock.
+        if (!batch.finish())
+            return;
+    }
 
     QList<DatedAccount> disabling;
     if (!readDatedAccounts(reader, QStringLiteral("disableon"), disabling))
         return;
-    SweepBatch batch(writer);
+    SweepBatch batch(context, writer);
     for (const QString& name : dueAccounts(context, disabling, QStringLiteral("a disable"))) {
-        if (!writer.execute(QStringLiteral("UPDATE users SET disable_user=1, disableon='' WHERE username=") + sqlQuote(name)))
+        if (!writer.execute(QStringLiteral("UPDATE users SET disable_user=1, disableon='' WHERE username=") + sqlQuote(name))) {
+            batch.finishAfterFailure();
             return;
-        batch.accountDone();
+        }
+        if (!batch.accountDone())
+            return;
     }
+    batch.finish();
+}
+
+bool rewriteStoredDates(Session& session, const DateForm& from, const DateForm& to, QDate today)
+{
+    for (const QString& column : {QStringLiteral("expires"), QStringLiteral("disableon")}) {
+        QList<DatedAccount> accounts;
+        if (!readDatedAccounts(session, column, accounts))
+            return false;
+        for (const auto& [name, text] : accounts) {
+            const auto date = from.read(text, today);
+            if (!date || to.format(*date) == text)
+                continue;
+            if (!session.execute(QStringLiteral("UPDATE users SET %1=%2 WHERE username=%3")
+                                     .arg(column, sqlQuote(to.format(*date)), sqlQuote(name))))
+                return false;
+        }
+    }
+    return true;
 }
 
 void lowerCaseStoredPaths(AppContext& context)

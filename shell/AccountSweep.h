@@ -1,5 +1,9 @@
 #pragma once
 
+#include <QDate>
+
+class DateForm;
+class Session;
 struct AppContext;
 
 // The daily sweep: deletes the accounts whose expiry date has come, with all their
@@ -10,6 +14,12 @@ struct AppContext;
 // regional form can make an account go before its day. A stored text that does
 // not read as a date is left alone and named in the status log.
 void accountSweep(AppContext& context);
+
+// Writes every stored expiry and disable date that reads in the form `from` again in
+// the form `to`, so that a change of the installation's form keeps each account's
+// dates; texts that are no date in `from` stay as they are. False when a statement
+// failed (reported).
+bool rewriteStoredDates(Session& session, const DateForm& from, const DateForm& to, QDate today);
 
 // Lower-cases the stored home directories and directory entries at start-up,
 // through the statements each engine reads; the errors of the others are ignored.

@@ -1,5 +1,6 @@
 #include "maintenance/ProgramFiles.h"
 #include "platform/Clock.h"
+#include "platform/DateForm.h"
 #include "platform/DesktopStarter.h"
 #include "platform/FocusKeySender.h"
 #include "platform/InstanceLock.h"
@@ -91,7 +92,10 @@ int main(int argc, char* argv[])
     parser.process(app);
 
     SystemClock clock;
-    StatusLog log(clock);
+    // Taken before the first trace line, so that every line of the run shows its date in the one form.
+    SettingsStore quietSettings({});
+    DateForm dates = DateForm::forInstallation(quietSettings);
+    StatusLog log(clock, dates);
     SettingsStore settings([&log](const QString& line) { log.logStatus(line); });
     QtPrompter prompter;
     SystemTrayIcon tray;
@@ -99,7 +103,7 @@ int main(int argc, char* argv[])
     InstanceLock instanceLock;
     SystemProcessControl process(&instanceLock);
     FocusKeySender keys;
-    AppContext context(settings, prompter, log, clock, tray, starter, process, instanceLock, keys,
+    AppContext context(settings, dates, prompter, log, clock, tray, starter, process, instanceLock, keys,
                        QCoreApplication::applicationDirPath());
 
     installDatabaseWork(context);

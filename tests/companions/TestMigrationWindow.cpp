@@ -72,7 +72,7 @@ struct Installation
     std::unique_ptr<MigrationWindow> openWindow(Generation generation = Generation::V4)
     {
         env.prompter.answerMessage(prompt::Answer::Ok, QStringLiteral("Stop the FTP server"));
-        auto window = std::make_unique<MigrationWindow>(generation, env.settings, env.prompter);
+        auto window = std::make_unique<MigrationWindow>(generation, env.settings, env.dates, env.prompter);
         if (window->prepare() != MigrationWindow::Preparation::Ready)
             return nullptr;
         window->show();
@@ -216,7 +216,7 @@ private slots:
                                             QStringLiteral("Stop the FTP server"));
         if (!message.isEmpty())
             site.env.prompter.answerMessage(prompt::Answer::Ok, message);
-        MigrationWindow window(Generation::V4, site.env.settings, site.env.prompter);
+        MigrationWindow window(Generation::V4, site.env.settings, site.env.dates, site.env.prompter);
         QTEST(static_cast<int>(window.prepare()), "preparation");
         QCOMPARE(site.env.prompter.unusedSteps(), 0);
         QCOMPARE(site.env.prompter.records().size(), int(!serverQuestion.isEmpty()) + int(!message.isEmpty()));

@@ -111,7 +111,7 @@ private slots:
             QStringLiteral("[USER=henry|1]\r\nPassword=hx%1\r\nHomeDir=%2\r\nAccess1=%2|RWAMLCD\r\nIPAccess1=D|127.0.0.5\r\n")
                 .arg(gatewick::saltedMd5(QStringLiteral("hx"), QStringLiteral("old-pass")).toUpper(), gatewicktest::homeFolder(m_program->env, QStringLiteral("Henry")))
                 .toUtf8());
-        const migration::ReadOutcome read = migration::readIniUsers(ini, migration::Generation::V4);
+        const migration::ReadOutcome read = migration::readIniUsers(ini, migration::Generation::V4, m_program->env.dates);
         QVERIFY2(read.ok, qPrintable(read.error));
         QCOMPARE(migration::MigrationImporter(m_program->env.settings.readConnectionString()).run(read.source, {}, {}).imported, QStringList{"henry"});
 

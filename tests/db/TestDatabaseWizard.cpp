@@ -31,7 +31,7 @@ struct WizardRun
 
     ScriptedPrompter& prompter() { return program.env.prompter; }
     QString saved() const { return program.env.settings.readConnectionString(); }
-    QString line(const QString& text) const { return StatusLog::formatLine(program.env.clock.now(), text); }
+    QString line(const QString& text) const { return StatusLog::formatLine(program.env.dates, program.env.clock.now(), text); }
     QString logOf(const QStringList& steps) const
     {
         QString text = StatusLog::Header + QLatin1Char('\n');

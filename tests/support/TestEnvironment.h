@@ -4,6 +4,7 @@
 #include "TestDoubles.h"
 
 #include "platform/FocusKeySender.h"
+#include "platform/DateForm.h"
 #include "platform/InstanceLock.h"
 #include "platform/SettingsStore.h"
 #include "shell/AppContext.h"
@@ -47,6 +48,9 @@ public:
 
     LowerCaseTempFolder dir;
     FixedClock clock;
+    // Taken from the settings file as the program takes it at start-up (so a fresh
+    // environment stores the form of the default locale at construction).
+    DateForm dates;
     StatusLog log;
     SettingsStore settings;
     ScriptedPrompter prompter;
