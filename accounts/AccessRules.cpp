@@ -1,5 +1,7 @@
 #include "accounts/AccessRules.h"
 
+#include "platform/PathInfo.h"
+
 namespace accessrules {
 namespace {
 
@@ -133,7 +135,7 @@ QString replaceDirectory(const QString& list, const QString& oldPath, const QStr
 {
     return rewritePieces(list, [&](const QString& piece) {
         Entry entry = parseEntry(piece);
-        if (entry.directory.compare(oldPath, Qt::CaseInsensitive) != 0)
+        if (storedPathCase(entry.directory) != storedPathCase(oldPath))
             return piece;
         entry.directory = newPath;
         return entryText(entry);

@@ -56,8 +56,9 @@ QList<Entry> entries(const QString& list);
 QString appendEntry(const QString& list, const Entry& entry);
 // Empties the directory of every entry whose directory is exactly `directory`.
 QString removeDirectory(const QString& list, const QString& directory);
-// Gives `newPath` to the entries whose directory equals `oldPath` ignoring case;
-// no other entry changes, not even one whose path merely contains the old one.
+// Gives `newPath` to the entries whose directory is `oldPath` as the program stores
+// paths (a Windows path in either case, a POSIX path exactly); no other entry
+// changes, not even one whose path merely contains the old one.
 QString replaceDirectory(const QString& list, const QString& oldPath, const QString& newPath);
 // Puts a new user name into the first field of every entry; empty pieces stay.
 QString renameUser(const QString& list, const QString& newName);

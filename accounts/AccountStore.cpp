@@ -44,9 +44,9 @@ QString inheritNumber(const QString& field)
 bool writeEntries(Session& session, AppContext& context, const PageState& page, const PageValues& values,
                   const QString& pageRights)
 {
-    const QString selected = values.selectedDirectory ? values.selectedDirectory->toLower() : QString();
+    const QString selected = values.selectedDirectory ? storedPathCase(*values.selectedDirectory) : QString();
     for (const accessrules::Entry& entry : accessrules::entries(page.accessRuleList)) {
-        const QString directory = entry.directory.toLower();
+        const QString directory = storedPathCase(entry.directory);
         QString rights;
         QString inherit;
         // The check boxes show the selected entry, so their state wins for it.
@@ -272,12 +272,13 @@ bool saveUser(AppContext& context, PageState& page, const PageValues& values)
         warn(context, QStringLiteral("Username cannot be left blank."));
         return false;
     }
-    const QString home = values.homedir.toLower();
+    const QString home = storedPathCase(values.homedir);
     if (home.trimmed().isEmpty()) {
         warn(context, QStringLiteral("Home Directory field cannot be left blank."));
         return false;
     }
-    const PathFacts facts = pathInfo(home);
+    // Looked for as typed: on a case-sensitive file system the lower-cased name may be another folder.
+    const PathFacts facts = pathInfo(values.homedir);
     if (!facts.isDirectory) {
         const auto answer = context.prompter.ask(appinfo::Title,
                                                  QStringLiteral("The Home Directory specified is not valid.\r\n\r\n"
@@ -355,7 +356,7 @@ bool saveUser(AppContext& context, PageState& page, const PageValues& values)
             context.logStatus(QStringLiteral("insert into dir_rights (new user)"));
             if (!session.execute(QStringLiteral("INSERT INTO [dir_rights] ([username], [directory], [dir_rights], [inherit_subdirs]) "
                                                 "VALUES (")
-                                 + user + QStringLiteral(", ") + sqlQuote(values.selectedDirectory->toLower())
+                                 + user + QStringLiteral(", ") + sqlQuote(storedPathCase(*values.selectedDirectory))
                                  + QStringLiteral(", ") + pageRights + QStringLiteral(", ")
                                  + (values.pageInherit ? QStringLiteral("1") : QStringLiteral("0")) + QStringLiteral(")")))
                 return false;

@@ -97,24 +97,26 @@ void AddEditDirWindow::cmdOK_Click()
     m_txtPath->setText(path);
     if (path != m_pathTag)
         m_page.pageChanged = true;
-    const QString lowered = path.toLower();
-    if (lowered.isEmpty()) {
+    const QString stored = storedPathCase(path);
+    if (stored.isEmpty()) {
         m_ctx.prompter.tell(appinfo::Title,
                             QStringLiteral("Please enter a path or click the browse (...) button. Click the \r\n"
                                            "Cancel button to return to the previous screen."),
                             prompt::Icon::Information);
         return;
     }
-    const PathFacts facts = pathInfo(lowered);
+    // The folder is looked for as typed: on a case-sensitive file system its
+    // lower-cased name may be another folder, or none.
+    const PathFacts facts = pathInfo(path);
     if (!facts.isDirectory || facts.isUrl) {
         m_ctx.prompter.tell(appinfo::Title, QStringLiteral("The path specified is not valid.\r\nPlease check your path and try again."),
                             prompt::Icon::Exclamation);
         return;
     }
     if (m_mode == Mode::Add)
-        m_userPage.addDirectory(lowered);
+        m_userPage.addDirectory(stored);
     else
-        m_userPage.replaceDirectory(m_pathTag, lowered);
+        m_userPage.replaceDirectory(m_pathTag, stored);
     hide();
 }
 

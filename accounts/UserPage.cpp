@@ -651,7 +651,7 @@ void UserPage::cmdEdit_Click()
     if (!selected || !selected->isSelected())
         return;
     AddEditDirWindow& dialog = addEditDirWindow();
-    dialog.prepareEdit(selected->text().toLower());
+    dialog.prepareEdit(storedPathCase(selected->text()));
     m_ctx.prompter.runModal(&dialog);
 }
 

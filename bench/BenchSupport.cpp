@@ -42,10 +42,10 @@ void RefusingPrompter::runModal(QWidget*)
 }
 
 Context::Context(const QString& folder)
-    : log(clock)
+    : log(clock, dates)
     , settings(nullptr, folder + QStringLiteral("/serv-u.ini"))
     , lock(folder + QStringLiteral("/Vantrel.lock"))
-    , context(settings, prompter, log, clock, tray, starter, process, lock, keys, folder)
+    , context(settings, dates, prompter, log, clock, tray, starter, process, lock, keys, folder)
 {
 }
 

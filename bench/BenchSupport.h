@@ -1,6 +1,7 @@
 #pragma once
 
 #include "platform/Clock.h"
+#include "platform/DateForm.h"
 #include "platform/FocusKeySender.h"
 #include "platform/InstanceLock.h"
 #include "platform/ProcessControl.h"
@@ -53,6 +54,7 @@ struct Context
     void useDatabase(const QString& sqliteFile);
 
     SystemClock clock;
+    DateForm dates{DateForm::ofLocale(QLocale())};
     StatusLog log;
     SettingsStore settings;
     RefusingPrompter prompter;

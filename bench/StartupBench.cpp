@@ -119,8 +119,9 @@ int readUserList(AppContext& context)
 const QString ListScript = QStringLiteral(".output /dev/null\nselect username from users order by username;\n");
 const QString SweepReadScript = QStringLiteral(".output /dev/null\nselect username, expires from users where expires <> '';\n"
                                                "select username, disableon from users where disableon <> '';\n");
-const QString LowerScript = QStringLiteral("UPDATE users SET homedir = lower(homedir) WHERE homedir <> lower(homedir);\n"
-                                           "UPDATE dir_rights SET directory = lower(directory) WHERE directory <> lower(directory);\n");
+const QString LowerScript =
+    QStringLiteral("UPDATE users SET homedir = lower(homedir) WHERE homedir NOT LIKE '/%' AND homedir <> lower(homedir);\n"
+                   "UPDATE dir_rights SET directory = lower(directory) WHERE directory NOT LIKE '/%' AND directory <> lower(directory);\n");
 
 } // namespace
 

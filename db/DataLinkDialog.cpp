@@ -1,6 +1,7 @@
 #include "db/DataLinkDialog.h"
 
 #include "db/Database.h"
+#include "db/Engine.h"
 #include "platform/Prompter.h"
 #include "shell/AppContext.h"
 
@@ -205,6 +206,21 @@ QString DataLinkDialog::promptNew()
     return m_accepted ? connectionString() : QString();
 }
 
+QString DataLinkDialog::promptLogOn(const QString& server)
+{
+    m_logOnOnly = true;
+    setKind(Kind::SqlServer);
+    m_txtServer->setText(server);
+    m_txtPort->clear();
+    m_txtDatabase->clear();
+    m_optUserPassword->setChecked(true);
+    enableFields();
+    const QString text = promptNew();
+    m_logOnOnly = false;
+    enableFields();
+    return text;
+}
+
 DataLinkDialog::Kind DataLinkDialog::kind() const
 {
     return static_cast<Kind>(m_cboProvider->currentIndex());
@@ -274,20 +290,28 @@ void DataLinkDialog::enableFields()
 {
     const Kind chosen = kind();
     const bool serverKind = isServerKind(chosen);
-    // PostgreSQL knows no integrated security; its log-on is a user name, or libpq's defaults.
-    if (chosen == Kind::PostgreSql && m_optIntegrated->isChecked())
+    // PostgreSQL knows no integrated security, and SQL Server has it on Windows
+    // only; the log-on is then a user name (for PostgreSQL, or libpq's defaults).
+    const bool integrated = chosen == Kind::SqlServer && HasIntegratedSecurity;
+    if (!integrated && serverKind && m_optIntegrated->isChecked())
         m_optUserPassword->setChecked(true);
-    m_optIntegrated->setEnabled(chosen == Kind::SqlServer);
+    m_optIntegrated->setEnabled(integrated);
     const bool credentials = serverKind && m_optUserPassword->isChecked();
     // A disabled frame disables every field in it.
     m_fraServer->setEnabled(serverKind);
     m_fraFile->setEnabled(!serverKind);
+    // Asked for a log-on alone, the dialog keeps the engine, the server and the
+    // database it was given.
+    for (QWidget* field : std::initializer_list<QWidget*>{m_lblProvider, m_cboProvider, m_lblServer, m_txtServer, m_lblPort,
+                                                          m_txtPort, m_lblDatabase, m_txtDatabase})
+        field->setEnabled(!m_logOnOnly);
     for (QWidget* field : {static_cast<QWidget*>(m_lblUserName), static_cast<QWidget*>(m_txtUserName),
                            static_cast<QWidget*>(m_lblPassword), static_cast<QWidget*>(m_txtPassword)})
         field->setEnabled(credentials);
-    m_txtPort->setPlaceholderText(chosen == Kind::PostgreSql ? QStringLiteral("5432")
-                                  : chosen == Kind::SqlServer ? QStringLiteral("1433")
-                                                              : QString());
+    m_txtPort->setPlaceholderText(m_logOnOnly                  ? QString()
+                                  : chosen == Kind::PostgreSql ? QStringLiteral("5432")
+                                  : chosen == Kind::SqlServer  ? QStringLiteral("1433")
+                                                               : QString());
 }
 
 QString DataLinkDialog::missingField() const
@@ -298,6 +322,8 @@ QString DataLinkDialog::missingField() const
             return QStringLiteral("Please enter the name of the server.");
         if (chosen == Kind::PostgreSql && m_txtDatabase->text().trimmed().isEmpty())
             return QStringLiteral("Please enter the name of the database.");
+        if (chosen == Kind::SqlServer && m_optUserPassword->isChecked() && m_txtUserName->text().trimmed().isEmpty())
+            return QStringLiteral("Please enter the user name.");
         return {};
     }
     if (m_txtFile->text().trimmed().isEmpty())

@@ -28,6 +28,11 @@ public:
     // Shows itself modally through the prompter and returns the ADO-form connection
     // string, or empty text on Cancel.
     QString promptNew();
+    // Asks only for the log-on to a SQL Server on which a database is about to be
+    // created, where integrated security does not exist: the server is given and
+    // the database does not exist yet. Returns the connection string without a
+    // catalog, or empty text on Cancel.
+    QString promptLogOn(const QString& server);
 
     Kind kind() const;
     void setKind(Kind kind);
@@ -60,6 +65,7 @@ private:
 
     AppContext& m_ctx;
     bool m_accepted = false;
+    bool m_logOnOnly = false;
 
     QLabel* m_lblProvider = nullptr;
     QComboBox* m_cboProvider = nullptr;

@@ -3,6 +3,7 @@
 #include "db/ConnectionString.h"
 #include "db/DataLinkDialog.h"
 #include "db/Database.h"
+#include "db/Engine.h"
 #include "db/Schema.h"
 #include "db/SqlText.h"
 #include "platform/Clock.h"
@@ -28,6 +29,7 @@
 #include <QScrollBar>
 #include <QVBoxLayout>
 
+#include <algorithm>
 #include <atomic>
 #include <condition_variable>
 #include <deque>
@@ -135,6 +137,48 @@ template <typename T> T* named(T* widget, const char* objectName)
 {
     widget->setObjectName(QLatin1String(objectName));
     return widget;
+}
+
+// The file database the wizard writes from the template: an Access file where Jet
+// exists, and elsewhere what the template is, an SQLite file, named as one.
+struct FileDatabase
+{
+    QString option;      // the caption of optAccess
+    QString subheading;  // page 2
+    QString logLine;
+    QString pickerTitle;
+    QString filterName;
+    QString pattern;
+    QString initialName;
+    QStringList suffixes; // the endings of the names the template writer takes
+};
+
+const FileDatabase& fileDatabase()
+{
+    static const FileDatabase access{QStringLiteral("Access"),
+                                     QStringLiteral("A new Access database file."),
+                                     QStringLiteral("create access database"),
+                                     QStringLiteral("Save Access Database"),
+                                     QStringLiteral("Access DB (*.mdb)"),
+                                     QStringLiteral("*.mdb"),
+                                     QStringLiteral("servu.mdb"),
+                                     {QStringLiteral(".mdb")}};
+    static const FileDatabase sqlite{QStringLiteral("SQLite"),
+                                     QStringLiteral("A new SQLite database file."),
+                                     QStringLiteral("create sqlite database"),
+                                     QStringLiteral("Save SQLite Database"),
+                                     QStringLiteral("SQLite database (*.db *.sqlite)"),
+                                     QStringLiteral("*.db *.sqlite"),
+                                     QStringLiteral("servu.db"),
+                                     {QStringLiteral(".db"), QStringLiteral(".sqlite")}};
+    return HasJet ? access : sqlite;
+}
+
+bool hasFileDatabaseName(const QString& path)
+{
+    const QString name = path.trimmed().toLower();
+    return std::any_of(fileDatabase().suffixes.cbegin(), fileDatabase().suffixes.cend(),
+                       [&name](const QString& suffix) { return name.endsWith(suffix); });
 }
 
 // The wait cursor of a creation, restored on every way out of it.
@@ -254,7 +298,7 @@ void DatabaseWizardWindow::setupControls()
     m_lblSubheading->setWordWrap(true);
 
     // Created first among the focusable controls, so that it leads the tab order.
-    m_optAccess = named(new QRadioButton(QStringLiteral("Access"), this), "optAccess");
+    m_optAccess = named(new QRadioButton(fileDatabase().option, this), "optAccess");
     m_optSQL = named(new QRadioButton(QStringLiteral("Microsoft SQL Server"), this), "optSQL");
     m_optPostgreSQL = named(new QRadioButton(QStringLiteral("PostgreSQL"), this), "optPostgreSQL");
     m_types = new QButtonGroup(this);
@@ -388,7 +432,7 @@ void DatabaseWizardWindow::showFormFace(int page)
         m_lblHeading->setText(QStringLiteral("Ready to Create"));
         m_lblSubheading->setText(m_optSQL->isChecked()         ? QStringLiteral("A new Microsoft SQL Server database.")
                                  : m_optPostgreSQL->isChecked() ? QStringLiteral("A new PostgreSQL database.")
-                                                                : QStringLiteral("A new Access database file."));
+                                                                : fileDatabase().subheading);
         break;
     case 3:
         shown = {m_lblPage3, m_txtLog, m_cmdFinish};
@@ -435,7 +479,7 @@ void DatabaseWizardWindow::wizardLog(const QString& text)
 {
     QTextCursor end = m_txtLog->textCursor();
     end.movePosition(QTextCursor::End);
-    end.insertText(StatusLog::formatLine(m_ctx.clock.now(), text) + QLatin1Char('\n'));
+    end.insertText(StatusLog::formatLine(m_ctx.dates, m_ctx.clock.now(), text) + QLatin1Char('\n'));
     m_txtLog->setTextCursor(end);
     m_txtLog->verticalScrollBar()->setValue(m_txtLog->verticalScrollBar()->maximum());
 }
@@ -473,7 +517,7 @@ void DatabaseWizardWindow::cmdPage4Next_Click()
     if (kind == Kind::Access) {
         const QString path = chooseAccessFile();
         if (!path.isEmpty())
-            connection = accessConnectionString(path);
+            connection = fileConnectionString(path);
     } else {
         wizardLog(QStringLiteral("get connnection string"));
         if (!m_dataLink)
@@ -529,10 +573,10 @@ QString DatabaseWizardWindow::chooseAccessFile()
 {
     prompt::FileChoice choice;
     choice.mode = prompt::FileChoice::Mode::Save;
-    choice.title = QStringLiteral("Save Access Database");
-    choice.filterName = QStringLiteral("Access DB (*.mdb)");
-    choice.pattern = QStringLiteral("*.mdb");
-    choice.initialName = QStringLiteral("servu.mdb");
+    choice.title = fileDatabase().pickerTitle;
+    choice.filterName = fileDatabase().filterName;
+    choice.pattern = fileDatabase().pattern;
+    choice.initialName = fileDatabase().initialName;
     choice.initialFolder = m_ctx.programDir;
     // The wizard asks about an existing file itself, after checking the name.
     choice.confirmOverwrite = false;
@@ -544,7 +588,7 @@ QString DatabaseWizardWindow::chooseAccessFile()
 bool DatabaseWizardWindow::writeTemplateDatabase(const QString& path)
 {
     const QString file = path.trimmed();
-    if (file.isEmpty() || !file.toLower().endsWith(QLatin1String(".mdb")))
+    if (file.isEmpty() || !hasFileDatabaseName(file))
         return false;
     if (!embedded::writeEmbeddedFile(embedded::TemplateDatabase, file)) {
         m_ctx.logStatus(QStringLiteral("error"));
@@ -553,17 +597,19 @@ bool DatabaseWizardWindow::writeTemplateDatabase(const QString& path)
     return true;
 }
 
-QString DatabaseWizardWindow::accessConnectionString(const QString& path)
+QString DatabaseWizardWindow::fileConnectionString(const QString& path)
 {
+    if (!HasJet)
+        return QStringLiteral("Provider=SQLite;Data Source=") + DataLinkDialog::quotedValue(path.trimmed());
     return QStringLiteral("Provider=Microsoft.Jet.OLEDB.4.0;Data Source=") + DataLinkDialog::quotedValue(path.trimmed())
         + QStringLiteral(";Persist Security Info=False");
 }
 
 void DatabaseWizardWindow::createAccessDatabase()
 {
-    wizardLog(QStringLiteral("create access database"));
+    wizardLog(fileDatabase().logLine);
     const QString path = chooseAccessFile();
-    if (path.toLower().endsWith(QLatin1String(".mdb")) && QFileInfo::exists(path)) {
+    if (hasFileDatabaseName(path) && QFileInfo::exists(path)) {
         const prompt::Answer replace = m_ctx.prompter.ask(
             Caption, QStringLiteral("The file \"%1\" already exists.").arg(path) + CrLf + QStringLiteral("Do you want to replace it?"),
             prompt::Icon::Question, prompt::Buttons::YesNo, prompt::Answer::No);
@@ -577,7 +623,7 @@ void DatabaseWizardWindow::createAccessDatabase()
                             prompt::Icon::Critical);
         return;
     }
-    saveAndFinish(accessConnectionString(path));
+    saveAndFinish(fileConnectionString(path));
 }
 
 void DatabaseWizardWindow::createServerDatabase(Kind kind)
@@ -587,9 +633,32 @@ void DatabaseWizardWindow::createServerDatabase(Kind kind)
     QString name;
     if (!askServerAndName(kind, server, name))
         return;
+    QString opening;
+    if (kind == Kind::SqlServer) {
+        opening = sqlServerLogOn(server);
+        if (opening.isEmpty())
+            return;
+    } else {
+        const auto [host, port] = splitHostPort(server);
+        opening = QStringLiteral("Provider=PostgreSQL;Data Source=") + DataLinkDialog::quotedValue(host);
+        if (!port.isEmpty())
+            opening += QStringLiteral(";Port=") + DataLinkDialog::quotedValue(port);
+        opening = ConnectionString::withValue(opening, QStringLiteral("Initial Catalog"), QStringLiteral("postgres"));
+    }
     QString connection;
-    if (runCreation(kind, server, name, connection))
+    if (runCreation(kind, opening, name, connection))
         saveAndFinish(connection);
+}
+
+QString DatabaseWizardWindow::sqlServerLogOn(const QString& server)
+{
+    if (HasIntegratedSecurity)
+        return SqlServerPrefix + DataLinkDialog::quotedValue(server);
+    // Without integrated security every open would fail; the connection dialog asks
+    // for the user name and password the server knows.
+    if (!m_dataLink)
+        m_dataLink = new DataLinkDialog(m_ctx, this);
+    return m_dataLink->promptLogOn(server);
 }
 
 bool DatabaseWizardWindow::askServerAndName(Kind kind, QString& server, QString& name)
@@ -649,7 +718,7 @@ bool DatabaseWizardWindow::askServerAndName(Kind kind, QString& server, QString&
     }
 }
 
-bool DatabaseWizardWindow::runCreation(Kind kind, const QString& server, const QString& name, QString& connection)
+bool DatabaseWizardWindow::runCreation(Kind kind, const QString& opening, const QString& name, QString& connection)
 {
     // Abandoned threads that have given up by now are joined at once.
     std::erase_if(m_abandonedThreads, [](const auto& thread) { return thread->hasEnded(); });
@@ -660,23 +729,16 @@ bool DatabaseWizardWindow::runCreation(Kind kind, const QString& server, const Q
         setBusy(false);
     });
 
-    QString opening;
     QString catalog;
     QString createStatement;
     QStringList tables;
     if (kind == Kind::SqlServer) {
-        opening = SqlServerPrefix + DataLinkDialog::quotedValue(server);
         catalog = name;
         createStatement = QStringLiteral("create database ") + name;
         tables = schema::sqlServerCreateStatements();
     } else {
         // PostgreSQL folds unquoted names to lower case; the wizard lower-cases the
         // name itself, so that the statement and the connection string agree.
-        const auto [host, port] = splitHostPort(server);
-        opening = QStringLiteral("Provider=PostgreSQL;Data Source=") + DataLinkDialog::quotedValue(host);
-        if (!port.isEmpty())
-            opening += QStringLiteral(";Port=") + DataLinkDialog::quotedValue(port);
-        opening = ConnectionString::withValue(opening, QStringLiteral("Initial Catalog"), QStringLiteral("postgres"));
         catalog = name.toLower();
         createStatement = QStringLiteral("CREATE DATABASE ") + postgreSqlIdentifier(catalog);
         tables = schema::postgreSqlCreateStatements();

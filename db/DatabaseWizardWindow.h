@@ -21,8 +21,10 @@ class QRadioButton;
 class WizardConnectionThread;
 struct AppContext;
 
-// frmDatabaseWizard1: creates a new accounts database (Access file, SQL Server or
-// PostgreSQL) or records the connection string of an existing one. Its four pages
+// frmDatabaseWizard1: creates a new accounts database (a file written from the
+// template, SQL Server or PostgreSQL) or records the connection string of an
+// existing one. The file is an Access file where Jet exists and an SQLite file,
+// named and presented as one, everywhere else. Its four pages
 // are sets of controls of one window; it is only hidden afterwards, so its log and
 // the chosen database type survive between showings.
 class DatabaseWizardWindow : public QDialog
@@ -80,15 +82,20 @@ private:
     void createServerDatabase(Kind kind);
     // Asks for the server and the database name; false when either was left empty.
     bool askServerAndName(Kind kind, QString& server, QString& name);
+    // The connection string that reaches a SQL Server; empty when the administrator
+    // cancelled the log-on.
+    QString sqlServerLogOn(const QString& server);
     // The creation statements against the reachable server; shows its own messages.
-    bool runCreation(Kind kind, const QString& server, const QString& name, QString& connection);
+    bool runCreation(Kind kind, const QString& opening, const QString& name, QString& connection);
     void saveAndFinish(const QString& connection);
 
-    // The Access file the administrator names in the save prompt; empty when cancelled.
+    // The file the administrator names in the save prompt; empty when cancelled.
+    // Where Jet exists it is an Access file; elsewhere an SQLite file, named so.
     QString chooseAccessFile();
-    // Writes the template database to the path; refuses names not ending in ".mdb".
+    // Writes the template database to the path; refuses names not ending as the
+    // prompt's filter says (".mdb", or ".db" and ".sqlite").
     bool writeTemplateDatabase(const QString& path);
-    static QString accessConnectionString(const QString& path);
+    static QString fileConnectionString(const QString& path);
 
     // Runs one step on the connection thread while the window keeps repainting;
     // nothing when the connect time-out passed first.

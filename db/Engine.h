@@ -11,6 +11,17 @@ enum class Engine {
     PostgreSql, // Provider=PostgreSQL: QPSQL
 };
 
+// Jet, ACE and integrated security (SSPI) exist on Windows only. Elsewhere the
+// program's own file databases are SQLite files, and SQL Server is reached with a
+// user name and password.
+#ifdef Q_OS_WIN
+inline constexpr bool HasJet = true;
+inline constexpr bool HasIntegratedSecurity = true;
+#else
+inline constexpr bool HasJet = false;
+inline constexpr bool HasIntegratedSecurity = false;
+#endif
+
 // How to open a connection string with Qt SQL.
 struct ConnectionTarget
 {

@@ -1,6 +1,7 @@
 // The migration tools read whatever the administrator's INI file holds: any bytes
 // must give a clear refusal or accounts whose every value fits its column.
 #include "companions/migration/IniUsers.h"
+#include "platform/DateForm.h"
 
 #include <QFile>
 #include <QTemporaryDir>
@@ -19,8 +20,10 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
     file.write(reinterpret_cast<const char*>(data), static_cast<qint64>(size));
     file.close();
 
+    // Any installation form will do: what is fuzzed is the reading of the file.
+    static const DateForm dates(QStringLiteral("dd.MM.yyyy"));
     for (const auto generation : {migration::Generation::V2, migration::Generation::V4}) {
-        const migration::ReadOutcome outcome = migration::readIniUsers(path, generation);
+        const migration::ReadOutcome outcome = migration::readIniUsers(path, generation, dates);
         if (!outcome.ok) {
             if (outcome.error.isEmpty())
                 std::abort();

@@ -10,7 +10,7 @@
 #include "platform/NumericKeyFilter.h"
 #include "platform/PathInfo.h"
 #include "platform/Prompter.h"
-#include "platform/RegionalDate.h"
+#include "platform/DateForm.h"
 #include "platform/Clock.h"
 #include "shell/AppContext.h"
 #include "shell/AppInfo.h"
@@ -123,7 +123,7 @@ void MiscSetupWindow::setupControls()
     connect(m_CmdLoginMessageFile, &QPushButton::clicked, this, &MiscSetupWindow::CmdLoginMessageFile_Click);
     connect(m_calendar, &MonthCalendar::accepted, this, [this](const QDate& date) {
         if (m_targetBox)
-            m_targetBox->setText(regional::shortDate(date));
+            m_targetBox->setText(m_ctx.dates.format(date));
         showOptions();
     });
     connect(m_calendar, &MonthCalendar::cancelled, this, &MiscSetupWindow::showOptions);
@@ -393,8 +393,8 @@ bool MiscSetupWindow::checkDates()
     }
     if (!m_txtDisableDate->text().trimmed().isEmpty() && !m_txtExpDate->text().trimmed().isEmpty()) {
         const QDate today = m_ctx.clock.now().date();
-        const auto disableOn = regional::readShortDate(m_txtDisableDate->text(), today);
-        const auto expires = regional::readShortDate(m_txtExpDate->text(), today);
+        const auto disableOn = m_ctx.dates.read(m_txtDisableDate->text(), today);
+        const auto expires = m_ctx.dates.read(m_txtExpDate->text(), today);
         // A stored text that is not a date cannot be compared and is let through.
         if (disableOn && expires && *expires < *disableOn) {
             inform(QStringLiteral("The account expiration date should be after the date it is to be disabled."));

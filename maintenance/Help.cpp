@@ -7,6 +7,7 @@
 #include "shell/AppContext.h"
 #include "shell/AppInfo.h"
 
+#include <QDir>
 #include <QFileInfo>
 
 namespace help {
@@ -24,7 +25,11 @@ void openManual(AppContext& context)
                               prompt::Icon::Exclamation);
         return;
     }
-    context.starter.openDocument(path);
+    if (!context.starter.openDocument(path))
+        context.prompter.tell(appinfo::Title,
+                              QStringLiteral("Quillmere could not open the help file. Open it with a PDF viewer:\r\n\r\n")
+                                  + QDir::toNativeSeparators(path),
+                              prompt::Icon::Exclamation);
 }
 
 QUrl websiteUrl()
@@ -35,7 +40,12 @@ QUrl websiteUrl()
 
 void openWebsite(AppContext& context)
 {
-    context.starter.openUrl(websiteUrl());
+    const QUrl url = websiteUrl();
+    if (!context.starter.openUrl(url))
+        context.prompter.tell(appinfo::Title,
+                              QStringLiteral("Quillmere could not open the web page. Open it in a web browser:\r\n\r\n")
+                                  + url.toDisplayString(),
+                              prompt::Icon::Exclamation);
 }
 
 } // namespace help

@@ -41,6 +41,16 @@ QString withoutTrailingSeparator(const QString& path)
     return path;
 }
 
+bool isPosixPath(const QString& path)
+{
+    return path.startsWith(QLatin1Char('/'));
+}
+
+QString storedPathCase(const QString& path)
+{
+    return isPosixPath(path) ? path : path.toLower();
+}
+
 bool isNetworkFileSystemType(const QString& fileSystemType)
 {
     static const QStringList networkTypes{

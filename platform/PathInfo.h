@@ -18,5 +18,13 @@ PathFacts pathInfo(const QString& path);
 // The path without a trailing separator, unless the path is a root ("/", "C:\").
 QString withoutTrailingSeparator(const QString& path);
 
+// Windows file systems ignore case, so the program stores paths lower-cased; a
+// POSIX path (one beginning with "/") names a folder on a file system that does
+// not, and keeps its case. Drive paths, UNC paths and any other text are
+// lower-cased. The start-up statements of shell/AccountSweep.cpp apply the same
+// rule in SQL.
+bool isPosixPath(const QString& path);
+QString storedPathCase(const QString& path);
+
 // True when the file system type names a network file system (nfs, cifs, ...).
 bool isNetworkFileSystemType(const QString& fileSystemType);

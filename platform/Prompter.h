@@ -24,6 +24,9 @@ struct Message
     Buttons buttons = Buttons::Ok;
     // The button that Enter presses; the first button of the set when unset.
     std::optional<Answer> defaultAnswer;
+    // Escape and the close box do nothing: only a button answers, for boxes where
+    // the answer a closed box would give is one the administrator must choose.
+    bool buttonOnly = false;
 };
 
 struct Input

@@ -7,6 +7,7 @@
 #include <QEventLoop>
 #include <QFileDialog>
 #include <QInputDialog>
+#include <QKeyEvent>
 #include <QMessageBox>
 #include <QPointer>
 
@@ -110,6 +111,27 @@ private:
     QEventLoop* m_loop;
 };
 
+// Keeps a message box open against Escape and its close box.
+class ButtonOnlyFilter : public QObject
+{
+public:
+    using QObject::QObject;
+
+protected:
+    bool eventFilter(QObject* watched, QEvent* event) override
+    {
+        if (event->type() == QEvent::Close) {
+            event->ignore();
+            return true;
+        }
+        if (event->type() == QEvent::KeyPress && static_cast<QKeyEvent*>(event)->matches(QKeySequence::Cancel)) {
+            event->accept();
+            return true;
+        }
+        return QObject::eventFilter(watched, event);
+    }
+};
+
 } // namespace
 
 prompt::Answer QtPrompter::message(const prompt::Message& message)
@@ -117,6 +139,11 @@ prompt::Answer QtPrompter::message(const prompt::Message& message)
     QMessageBox box(toQt(message.icon), message.caption, displayText(message.text), toQt(message.buttons),
                     dialogParent());
     box.setDefaultButton(toQt(prompt::defaultAnswerOf(message)));
+    ButtonOnlyFilter buttonOnly;
+    if (message.buttonOnly) {
+        box.setWindowFlags((box.windowFlags() | Qt::CustomizeWindowHint) & ~Qt::WindowCloseButtonHint);
+        box.installEventFilter(&buttonOnly);
+    }
     box.exec();
     const auto clicked = box.standardButton(box.clickedButton());
     for (const auto answer : {prompt::Answer::Ok, prompt::Answer::Cancel, prompt::Answer::Yes,

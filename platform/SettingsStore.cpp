@@ -3,7 +3,10 @@
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
+#include <QLockFile>
+#include <QSaveFile>
 #include <QSettings>
+#include <QTemporaryDir>
 
 #include <memory>
 
@@ -17,29 +20,54 @@ std::unique_ptr<QSettings> openSettings(const QString&, const QString& keyPath)
     return std::make_unique<QSettings>(registryPath, QSettings::NativeFormat);
 }
 #else
-std::unique_ptr<QSettings> openSettings(const QString& filePath, const QString& keyPath)
+// QSettings keeps every file it has parsed in a process-wide cache that it checks
+// only by size and time stamp, and it retries a write that failed from that cache at
+// every later use, which then reads as an error. The store therefore never hands it
+// the real file: each operation parses a private copy of the file's bytes, and a
+// write replaces the real file whole through QSaveFile or leaves it as it was.
+class PrivateCopy
 {
-    auto settings = std::make_unique<QSettings>(filePath, QSettings::IniFormat);
-    settings->beginGroup(keyPath);
-    return settings;
-}
-#endif
-
-// QSettings reports a malformed section header only to the instance that parsed
-// the file first (later ones read its process-wide cache), so the one flaw that
-// makes it misread a file is looked for here.
-bool hasUnclosedSection(const QString& filePath)
-{
-    QFile file(filePath);
-    if (!file.open(QIODevice::ReadOnly))
-        return false;
-    while (!file.atEnd()) {
-        const QByteArray line = file.readLine().trimmed();
-        if (line.startsWith('[') && !line.contains(']'))
-            return true;
+public:
+    PrivateCopy(const QString& filePath, const QString& keyPath)
+    {
+        QByteArray bytes;
+        QFile real(filePath);
+        if (real.open(QIODevice::ReadOnly))
+            bytes = real.readAll();
+        QFile copy(copyPath());
+        m_isCopy = m_dir.isValid() && copy.open(QIODevice::WriteOnly) && copy.write(bytes) == bytes.size();
+        copy.close();
+        // Without a temporary folder the file is still read, only never written.
+        m_settings = std::make_unique<QSettings>(m_isCopy ? copyPath() : filePath, QSettings::IniFormat);
+        m_settings->beginGroup(keyPath);
     }
-    return false;
-}
+
+    QSettings* operator->() { return m_settings.get(); }
+    // Only a copy takes changes.
+    bool isCopy() const { return m_isCopy; }
+
+    // Replaces the real file with the copy as changed (only for a copy); false when the file was not replaced.
+    bool writeTo(const QString& filePath)
+    {
+        m_settings->sync();
+        if (m_settings->status() != QSettings::NoError)
+            return false;
+        QFile copy(copyPath());
+        if (!copy.open(QIODevice::ReadOnly))
+            return false;
+        const QByteArray bytes = copy.readAll();
+        QSaveFile target(filePath);
+        return target.open(QIODevice::WriteOnly) && target.write(bytes) == bytes.size() && target.commit();
+    }
+
+private:
+    QString copyPath() const { return m_dir.filePath(QStringLiteral("settings.ini")); }
+
+    QTemporaryDir m_dir;
+    bool m_isCopy = false;
+    std::unique_ptr<QSettings> m_settings;
+};
+#endif
 
 } // namespace
 
@@ -82,10 +110,10 @@ SettingsStore::OpenResult SettingsStore::openKey(const QString& keyPath) const
     if (info.isDir() || !probe.open(m_access == Access::ReadOnly ? QIODevice::ReadOnly : QIODevice::ReadWrite))
         return AccessDenied;
     probe.close();
-    auto settings = openSettings(m_path, keyPath);
-    // QSettings parses the file on its first read, so the status is asked afterwards.
+    PrivateCopy settings(m_path, keyPath);
+    // QSettings parses the copy on its first read, so the status is asked afterwards.
     const bool empty = settings->childKeys().isEmpty() && settings->childGroups().isEmpty();
-    if (settings->status() != QSettings::NoError || hasUnclosedSection(m_path))
+    if (settings->status() != QSettings::NoError)
         return InvalidData;
     return empty ? NotFound : Success;
 #endif
@@ -122,7 +150,11 @@ QString SettingsStore::readValue(const QString& keyPath, const QString& name, in
 {
     if (openKey(keyPath) != Success)
         return {};
+#ifdef Q_OS_WIN
     auto settings = openSettings(m_path, keyPath);
+#else
+    PrivateCopy settings(m_path, keyPath);
+#endif
     const QVariant value = settings->value(name);
     // An unquoted value with commas, as a hand edit may leave it, reads as a list.
     QString text = value.typeId() == QMetaType::QStringList
@@ -131,13 +163,27 @@ QString SettingsStore::readValue(const QString& keyPath, const QString& name, in
     return text.left(maxLength);
 }
 
-void SettingsStore::writeValue(const QString& keyPath, const QString& name, const QString& value)
+bool SettingsStore::writeValue(const QString& keyPath, const QString& name, const QString& value)
 {
+#ifdef Q_OS_WIN
     auto settings = openSettings(m_path, keyPath);
     if (!settings->isWritable())
-        return;
+        return false;
     settings->setValue(name, value);
     settings->sync();
+    return settings->status() == QSettings::NoError;
+#else
+    // Other writers of the file (another instance's store, a hand edit through
+    // QSettings) take the same lock file.
+    QLockFile lock(m_path + QStringLiteral(".lock"));
+    if (!lock.tryLock(5000))
+        return false;
+    PrivateCopy settings(m_path, keyPath);
+    if (!settings.isCopy())
+        return false;
+    settings->setValue(name, value);
+    return settings.writeTo(m_path);
+#endif
 }
 
 QString SettingsStore::readConnectionString() const
@@ -169,12 +215,10 @@ bool SettingsStore::saveConnectionString(const QString& text)
     default:
         break;
     }
-    if (usable)
-        writeValue(ConnectionKey, DefaultValueName, text);
-    return usable;
+    return usable && writeValue(ConnectionKey, DefaultValueName, text);
 }
 
-void SettingsStore::saveRegSetting(const QString& name, const QString& value)
+bool SettingsStore::saveRegSetting(const QString& name, const QString& value)
 {
     const OpenResult opened = openKeyForWriting(SettingsKey);
     bool usable = false;
@@ -189,8 +233,7 @@ void SettingsStore::saveRegSetting(const QString& name, const QString& value)
     } else {
         log(QStringLiteral("error: ") + QString::number(opened));
     }
-    if (usable)
-        writeValue(SettingsKey, name, value);
+    return usable && writeValue(SettingsKey, name, value);
 }
 
 bool SettingsStore::connectionKeyExists() const

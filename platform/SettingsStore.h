@@ -38,9 +38,12 @@ public:
     QString readConnectionString() const;
     // Reads one value of the settings key ("servu_path", "ftp_directory", "ini_path").
     QString getRegSettings(const QString& name) const;
-    // True when the key was opened, or was missing and has been created.
+    // True when the key was opened, or was missing and has been created, and the text
+    // reached the store.
     bool saveConnectionString(const QString& text);
-    void saveRegSetting(const QString& name, const QString& value);
+    // True when the value reached the store; a failed save changes nothing, not even
+    // what later reads in this process see.
+    bool saveRegSetting(const QString& name, const QString& value);
 
     // The first-run marker: does the connection-string key exist at all?
     bool connectionKeyExists() const;
@@ -50,7 +53,7 @@ private:
     OpenResult openKeyForWriting(const QString& keyPath) const;
     int createKey(const QString& keyPath);
     QString readValue(const QString& keyPath, const QString& name, int maxLength) const;
-    void writeValue(const QString& keyPath, const QString& name, const QString& value);
+    bool writeValue(const QString& keyPath, const QString& name, const QString& value);
     void log(const QString& message) const;
 
     LogSink m_log;

@@ -65,10 +65,36 @@ void SystemTrayIcon::remove()
     m_added = false;
 }
 
+bool SystemTrayIcon::isAvailable() const
+{
+    return m_icon && QSystemTrayIcon::isSystemTrayAvailable();
+}
+
+int SystemTrayIcon::mouseMessageFor(QSystemTrayIcon::ActivationReason reason)
+{
+    switch (reason) {
+    case QSystemTrayIcon::DoubleClick:
+        return LeftDoubleClick;
+    case QSystemTrayIcon::Context:
+        return RightButtonDown;
+    case QSystemTrayIcon::Trigger:
+#ifdef Q_OS_WIN
+        return 0;
+#else
+        // StatusNotifierItem hosts (KDE Plasma, GNOME with AppIndicator) report a click
+        // and never a double click; on the other trays the click that begins a double
+        // click only brings the window back a moment early.
+        return LeftDoubleClick;
+#endif
+    case QSystemTrayIcon::MiddleClick:
+    case QSystemTrayIcon::Unknown:
+        break;
+    }
+    return 0;
+}
+
 void SystemTrayIcon::onActivated(QSystemTrayIcon::ActivationReason reason)
 {
-    if (reason == QSystemTrayIcon::DoubleClick)
-        emit mouseMessage(LeftDoubleClick);
-    else if (reason == QSystemTrayIcon::Context)
-        emit mouseMessage(RightButtonDown);
+    if (const int message = mouseMessageFor(reason))
+        emit mouseMessage(message);
 }

@@ -21,9 +21,12 @@ public:
     void remove() override;
     TrayPicture current() const override { return m_current; }
     bool isAdded() const override { return m_added; }
+    bool isAvailable() const override;
 
     QString tip() const { return m_tip; }
     static QIcon iconFor(TrayPicture picture);
+    // The mouse message an activation stands for, or 0 for none.
+    static int mouseMessageFor(QSystemTrayIcon::ActivationReason reason);
 
 private:
     void onActivated(QSystemTrayIcon::ActivationReason reason);

@@ -31,6 +31,9 @@ public:
     virtual TrayPicture current() const = 0;
     // True between add and remove.
     virtual bool isAdded() const = 0;
+    // True while the desktop shows the icon somewhere the administrator can click it;
+    // without that a window hidden to the tray could not be brought back.
+    virtual bool isAvailable() const = 0;
 
 signals:
     void mouseMessage(int message);

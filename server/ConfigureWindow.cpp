@@ -1,9 +1,12 @@
 #include "server/ConfigureWindow.h"
 
 #include "db/DatabaseWizardWindow.h"
+#include "platform/Clock.h"
+#include "platform/DateForm.h"
 #include "platform/PathInfo.h"
 #include "platform/Prompter.h"
 #include "platform/SettingsStore.h"
+#include "shell/AccountSweep.h"
 #include "shell/AppContext.h"
 #include "server/IpRulesWindow.h"
 #include "server/ServerIni.h"
@@ -15,6 +18,7 @@
 #include "shell/ProgramExit.h"
 #include "shell/StatusWindow.h"
 
+#include <QComboBox>
 #include <QDir>
 #include <QEvent>
 #include <QFileInfo>
@@ -90,6 +94,13 @@ void ConfigureWindow::setupControls()
     m_label1->setBuddy(m_txtConnectionString);
     m_cmdConnectionString = button(QStringLiteral("cmdConnectionString"), QStringLiteral("Database Wizard"), this);
 
+    m_lblDateFormat = new QLabel(QStringLiteral("Short date form of the account dates"), this);
+    m_lblDateFormat->setObjectName(QStringLiteral("lblDateFormat"));
+    m_cboDateFormat = new QComboBox(this);
+    m_cboDateFormat->setObjectName(QStringLiteral("cboDateFormat"));
+    m_lblDateFormat->setBuddy(m_cboDateFormat);
+    fillDateForms();
+
     m_lblRules = new QLabel(QStringLiteral("No IP rules are set. Server is available to everyone."), this);
     m_lblRules->setObjectName(QStringLiteral("lblRules"));
     m_lblRules->setWordWrap(true);
@@ -135,6 +146,11 @@ void ConfigureWindow::setupLayout()
     wizardRow->addWidget(m_cmdConnectionString);
     frame1Layout->addLayout(wizardRow);
 
+    auto* fraDates = frame(QStringLiteral("fraDates"), QStringLiteral("Dates"), this);
+    auto* datesLayout = new QHBoxLayout(fraDates);
+    datesLayout->addWidget(m_lblDateFormat);
+    datesLayout->addWidget(m_cboDateFormat, 1);
+
     auto* frame5 = frame(QStringLiteral("Frame5"), QStringLiteral("Global IP Access Rules"), this);
     auto* frame5Layout = new QHBoxLayout(frame5);
     frame5Layout->addWidget(m_lblRules, 1);
@@ -151,6 +167,7 @@ void ConfigureWindow::setupLayout()
     layout->addWidget(frame4);
     layout->addWidget(frame6);
     layout->addWidget(frame1);
+    layout->addWidget(fraDates);
     layout->addWidget(frame5);
     layout->addStretch(1);
     layout->addLayout(buttons);
@@ -175,6 +192,19 @@ void ConfigureWindow::enableCommitTimer()
 bool ConfigureWindow::isCommitTimerActive() const
 {
     return m_tmrEnableCommit->isActive();
+}
+
+void ConfigureWindow::fillDateForms()
+{
+    // The installation's form first, then the regional one and the common ones.
+    QStringList patterns{m_ctx.dates.pattern(), DateForm::ofLocale(QLocale()).pattern()};
+    for (const char* common : {"M/d/yyyy", "MM/dd/yyyy", "d/M/yyyy", "dd/MM/yyyy", "dd.MM.yyyy", "yyyy-MM-dd"})
+        patterns.append(QLatin1String(common));
+    patterns.removeDuplicates();
+    const QDate example = m_ctx.clock.now().date();
+    for (const QString& pattern : std::as_const(patterns))
+        m_cboDateFormat->addItem(QStringLiteral("%1 (%2)").arg(pattern, DateForm(pattern).format(example)), pattern);
+    m_cboDateFormat->setCurrentIndex(0);
 }
 
 void ConfigureWindow::fillFromStoredSettings()
@@ -334,7 +364,8 @@ bool ConfigureWindow::registerPlugin(const QString& iniPath)
         m_ctx.prompter.tell(appinfo::Title, text, prompt::Icon::Exclamation);
         return false;
     };
-    m_ctx.settings.saveRegSetting(QStringLiteral("ini_path"), iniPath);
+    if (!saveSetting(QStringLiteral("ini_path"), iniPath))
+        return false;
     QByteArray content;
     if (const QString error = serverini::readFile(iniPath, &content); !error.isEmpty())
         return fail(error);
@@ -371,8 +402,9 @@ void ConfigureWindow::cmdCommitChanges_Click()
     }
 
     m_ctx.logStatus(QStringLiteral("Save settings into registry"));
-    m_ctx.settings.saveRegSetting(QStringLiteral("servu_path"), m_txtServuPath->text());
-    m_ctx.settings.saveRegSetting(QStringLiteral("ftp_directory"), m_txtFTPdirectory->text());
+    if (!saveSetting(QStringLiteral("servu_path"), m_txtServuPath->text())
+        || !saveSetting(QStringLiteral("ftp_directory"), m_txtFTPdirectory->text()))
+        return;
 
     m_ctx.logStatus(QStringLiteral("If the dll does not exist make it"));
     const QString plugin = m_txtServuPath->text() + QStringLiteral("Gatewick.dll");
@@ -401,7 +433,10 @@ void ConfigureWindow::cmdCommitChanges_Click()
         return;
 
     m_ctx.logStatus(QStringLiteral("save connection string"));
-    m_ctx.settings.saveConnectionString(m_txtConnectionString->toPlainText());
+    if (!m_ctx.settings.saveConnectionString(m_txtConnectionString->toPlainText())) {
+        tellSettingsNotSaved();
+        return;
+    }
 
     Session session(m_ctx);
     if (!session.open(Session::Feedback::Quiet)) {
@@ -410,6 +445,8 @@ void ConfigureWindow::cmdCommitChanges_Click()
                             prompt::Icon::Exclamation);
         return;
     }
+    if (!applyDateForm(session))
+        return;
     session.close();
     m_tmrEnableCommit->stop();
     m_ctx.logStatus(QStringLiteral("warn about restarting server"));
@@ -419,6 +456,42 @@ void ConfigureWindow::cmdCommitChanges_Click()
     m_windows.main().popMain();
     hide();
     m_tag.clear();
+}
+
+bool ConfigureWindow::saveSetting(const QString& name, const QString& value)
+{
+    if (m_ctx.settings.saveRegSetting(name, value))
+        return true;
+    tellSettingsNotSaved();
+    return false;
+}
+
+void ConfigureWindow::tellSettingsNotSaved()
+{
+    m_ctx.prompter.tell(appinfo::Title,
+                        QStringLiteral("The settings could not be saved in %1.\r\nPlease check that the file and its folder can be written and try again.")
+                            .arg(m_ctx.settings.filePath()),
+                        prompt::Icon::Exclamation);
+}
+
+bool ConfigureWindow::applyDateForm(Session& session)
+{
+    const DateForm chosen(m_cboDateFormat->currentData().toString());
+    if (chosen == m_ctx.dates)
+        return true;
+    m_ctx.logStatus(QStringLiteral("rewrite the account dates in the form ") + chosen.pattern());
+    // The dates and the form change together: a refused save or commit leaves both as they were.
+    Transaction transaction(session);
+    if (!transaction.isUsable() || !rewriteStoredDates(session, m_ctx.dates, chosen, m_ctx.clock.now().date()))
+        return false;
+    if (!saveSetting(DateForm::SettingName, chosen.pattern()))
+        return false;
+    if (!transaction.commit()) {
+        m_ctx.settings.saveRegSetting(DateForm::SettingName, m_ctx.dates.pattern());
+        return false;
+    }
+    m_ctx.dates = chosen;
+    return true;
 }
 
 void ConfigureWindow::checkLabelStatus()

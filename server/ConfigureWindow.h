@@ -3,11 +3,13 @@
 #include <QDialog>
 
 class AppWindows;
+class QComboBox;
 class QLabel;
 class QLineEdit;
 class QPlainTextEdit;
 class QPushButton;
 class QTimer;
+class Session;
 struct AppContext;
 
 // frmConfigure: ties the program to one FTP server installation and one accounts
@@ -59,6 +61,11 @@ private:
     bool checkFolders();
     QString findIniPath();
     bool registerPlugin(const QString& iniPath);
+    // Makes the chosen date form the installation's, with every stored date rewritten in it.
+    bool applyDateForm(Session& session);
+    void fillDateForms();
+    bool saveSetting(const QString& name, const QString& value);
+    void tellSettingsNotSaved();
     void setupLayout();
     void setupTimer();
 
@@ -74,6 +81,8 @@ private:
     QLabel* m_label1 = nullptr;
     QPlainTextEdit* m_txtConnectionString = nullptr;
     QPushButton* m_cmdConnectionString = nullptr;
+    QLabel* m_lblDateFormat = nullptr;
+    QComboBox* m_cboDateFormat = nullptr;
     QLabel* m_lblRules = nullptr;
     QPushButton* m_cmdGlobalIPAccess = nullptr;
     QPushButton* m_cmdCommitChanges = nullptr;

@@ -6,6 +6,7 @@
 
 #include <optional>
 
+class DateForm;
 struct AppContext;
 
 // The daily sweep: deletes the accounts whose expiry date has come, with all their
@@ -22,8 +23,15 @@ DatabaseOutcome accountSweep(AppContext& context, Session::Feedback feedback = S
 // nullopt for a text that is no date.
 std::optional<QDate> readStoredDate(const AppContext& context, const QString& text, QDate today);
 
+// Writes every stored expiry and disable date that reads in the form `from` again in
+// the form `to`, so that a change of the installation's form keeps each account's
+// dates; texts that are no date in `from` stay as they are. False when a statement
+// failed (reported).
+bool rewriteStoredDates(Session& session, const DateForm& from, const DateForm& to, QDate today);
+
 // Lower-cases the stored home directories and directory entries at start-up,
 // through the statements each engine reads; the errors of the others are ignored.
+// Paths beginning with "/" keep their case (storedPathCase, platform/PathInfo.h).
 void lowerCaseStoredPaths(AppContext& context);
 
 // Puts both into the context's start-up hooks.

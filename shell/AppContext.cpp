@@ -2,10 +2,11 @@
 
 #include "shell/StatusLog.h"
 
-AppContext::AppContext(SettingsStore& settings, Prompter& prompter, StatusLog& log, const Clock& clock,
+AppContext::AppContext(SettingsStore& settings, DateForm& dates, Prompter& prompter, StatusLog& log, const Clock& clock,
                        TrayIcon& tray, ProgramStarter& starter, ProcessControl& process, InstanceLock& instanceLock,
                        KeySender& keys, QString programDir)
     : settings(settings)
+    , dates(dates)
     , prompter(prompter)
     , log(log)
     , clock(clock)

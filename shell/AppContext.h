@@ -6,6 +6,7 @@
 #include <functional>
 
 class Clock;
+class DateForm;
 class InstanceLock;
 class KeySender;
 class ProcessControl;
@@ -17,14 +18,18 @@ class TrayIcon;
 
 // Everything a window or an operation needs from the outside world, built once in
 // main() and handed to every window. Tests build it from doubles for the prompter,
-// the process end, the program starter and the clock, and real parts elsewhere.
+// the process end, the program starter, the tray icon and the clock, and real
+// parts elsewhere.
 struct AppContext
 {
-    AppContext(SettingsStore& settings, Prompter& prompter, StatusLog& log, const Clock& clock, TrayIcon& tray,
-               ProgramStarter& starter, ProcessControl& process, InstanceLock& instanceLock, KeySender& keys,
-               QString programDir);
+    AppContext(SettingsStore& settings, DateForm& dates, Prompter& prompter, StatusLog& log, const Clock& clock,
+               TrayIcon& tray, ProgramStarter& starter, ProcessControl& process, InstanceLock& instanceLock,
+               KeySender& keys, QString programDir);
 
     SettingsStore& settings;
+    // The installation's short date form, resolved once at start-up; the status log
+    // shows the same object, so a change in the configuration window reaches both.
+    DateForm& dates;
     Prompter& prompter;
     StatusLog& log;
     const Clock& clock;

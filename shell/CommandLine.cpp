@@ -3,6 +3,7 @@
 #include "maintenance/ProgramFiles.h"
 #include "platform/Clock.h"
 #include "platform/ConsolePrompter.h"
+#include "platform/DateForm.h"
 #include "platform/DesktopStarter.h"
 #include "platform/FocusKeySender.h"
 #include "platform/InstanceLock.h"
@@ -265,7 +266,10 @@ int CommandLine::runMode(const Mode& mode, int& argc, char* argv[])
 {
     QCoreApplication application(argc, argv);
     SystemClock clock;
-    StatusLog log(clock);
+    // Taken before the first line is printed, as the program's start takes it.
+    SettingsStore quietSettings({});
+    DateForm dates = DateForm::forInstallation(quietSettings);
+    StatusLog log(clock, dates);
     std::FILE* logStream = mode.log == LogTo::StandardOutput ? stdout : stderr;
     QObject::connect(&log, &StatusLog::lineAppended, &log, [logStream](const QString& line) { print(logStream, line + QLatin1Char('\n')); });
     SettingsStore settings([&log](const QString& line) { log.logStatus(line); });
@@ -276,7 +280,7 @@ int CommandLine::runMode(const Mode& mode, int& argc, char* argv[])
     InstanceLock instanceLock{QString()};
     SystemProcessControl process;
     FocusKeySender keys;
-    AppContext context(settings, prompter, log, clock, tray, starter, process, instanceLock, keys,
+    AppContext context(settings, dates, prompter, log, clock, tray, starter, process, instanceLock, keys,
                        QCoreApplication::applicationDirPath());
 
     ModeRun run{context, m_parser.value(mode.option), m_parser.positionalArguments()};

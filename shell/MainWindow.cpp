@@ -6,6 +6,7 @@
 #include "maintenance/MigrateWindow.h"
 #include "maintenance/UpdateCheck.h"
 #include "platform/Clock.h"
+#include "platform/InstanceLock.h"
 #include "platform/KeySender.h"
 #include "platform/ProcessControl.h"
 #include "platform/Prompter.h"
@@ -29,6 +30,8 @@
 #include <QTime>
 #include <QTimer>
 #include <QVBoxLayout>
+
+#include <utility>
 
 namespace {
 constexpr int MinutesPerSweep = 1440;
@@ -171,6 +174,9 @@ void MainWindow::setupTimers()
 void MainWindow::setupTray()
 {
     connect(&m_ctx.tray, &TrayIcon::mouseMessage, this, &MainWindow::trayMouseMessage);
+    // A second start of the program asks for the window the way a double click does.
+    connect(&m_ctx.instanceLock, &InstanceLock::showRequested, this,
+            [this] { trayMouseMessage(TrayIcon::LeftDoubleClick); });
 }
 
 bool MainWindow::ending() const
@@ -420,14 +426,31 @@ void MainWindow::trayMouseMessage(int message)
 void MainWindow::hideToTray()
 {
     m_ctx.tray.change(TrayPicture::Green, appinfo::Product);
-    hide();
+    if (m_ctx.tray.isAvailable()) {
+        hide();
+        return;
+    }
+    // Without a notification area a hidden window could never be brought back.
+    m_minimisedToTaskBar = true;
+    showMinimized();
 }
 
 void MainWindow::changeEvent(QEvent* event)
 {
     QMainWindow::changeEvent(event);
-    if (event->type() != QEvent::WindowStateChange || !isMinimized())
+    if (event->type() != QEvent::WindowStateChange)
         return;
+    if (!isMinimized()) {
+        // Brought back from the task bar: shown again, as a restore from the tray would.
+        if (std::exchange(m_minimisedToTaskBar, false) && m_ctx.tray.current() == TrayPicture::Green)
+            m_ctx.tray.change(TrayPicture::Blue, appinfo::Product);
+        return;
+    }
+    if (!m_ctx.tray.isAvailable()) {
+        m_minimisedToTaskBar = true;
+        m_ctx.tray.change(TrayPicture::Green, appinfo::Product);
+        return;
+    }
     // Hidden once the state change is through, and back to the normal state for the next show.
     QTimer::singleShot(0, this, [this] {
         if (!isMinimized())

@@ -15,7 +15,8 @@ class UserPage;
 struct AppContext;
 
 // frmMain: the program's one working screen. It lives for the whole run; closing
-// or minimising it only hides it to the notification area.
+// or minimising it only hides it to the notification area, or minimises it to the
+// task bar on a desktop without one.
 class MainWindow : public QMainWindow
 {
     Q_OBJECT
@@ -98,6 +99,8 @@ private:
     PageState m_page;
     bool m_loaded = false;
     int m_minuteCounter = 0;
+    // Minimised to the task bar because the desktop offered no notification area.
+    bool m_minimisedToTaskBar = false;
 
     UserPage* m_userPage = nullptr;
     QAction* m_showLog = nullptr;

@@ -115,7 +115,10 @@ void showConnectionError(AppContext& context)
         "    \u00B7 The connection might be slow\r\n"
         "\r\n"
         "Would you like to verify your connection string settings now?\r\n");
-    const auto answer = context.prompter.ask(appinfo::Title, text, prompt::Icon::Exclamation, prompt::Buttons::YesNo);
+    // No ends the program, so Escape or the close box must not stand for it.
+    prompt::Message box{appinfo::Title, text, prompt::Icon::Exclamation, prompt::Buttons::YesNo, std::nullopt};
+    box.buttonOnly = true;
+    const auto answer = context.prompter.message(box);
     if (answer == prompt::Answer::Yes) {
         if (context.repairConnection)
             context.repairConnection();

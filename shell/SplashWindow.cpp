@@ -60,7 +60,9 @@ void SplashWindow::tmrCheck_Timer()
 {
     m_tmrCheck->stop();
     if (!m_ctx.instanceLock.tryAcquire()) {
-        // Another instance runs in this session: end silently, it stays untouched.
+        // Another instance runs in this session: it shows its window, and this one
+        // ends without a word, whether or not that one answers in time.
+        m_ctx.instanceLock.askHolderToShow();
         exitProgram(m_ctx, ExitMode::AtOnce);
         return;
     }

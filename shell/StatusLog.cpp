@@ -1,24 +1,26 @@
 #include "shell/StatusLog.h"
 
 #include "platform/Clock.h"
+#include "platform/DateForm.h"
 #include "platform/RegionalDate.h"
 
-StatusLog::StatusLog(const Clock& clock, QObject* parent)
+StatusLog::StatusLog(const Clock& clock, const DateForm& dates, QObject* parent)
     : QObject(parent)
     , m_clock(clock)
+    , m_dates(dates)
 {
     m_lines.push_back(Header);
 }
 
-QString StatusLog::formatLine(const QDateTime& when, const QString& message)
+QString StatusLog::formatLine(const DateForm& dates, const QDateTime& when, const QString& message)
 {
-    return regional::shortDate(when.date()) + QLatin1Char(' ') + regional::shortTime(when.time())
+    return dates.format(when.date()) + QLatin1Char(' ') + regional::shortTime(when.time())
         + QStringLiteral(":  ") + message;
 }
 
 void StatusLog::logStatus(const QString& message)
 {
-    const QString line = formatLine(m_clock.now(), message);
+    const QString line = formatLine(m_dates, m_clock.now(), message);
     m_lines.push_back(line);
     while (m_lines.size() > static_cast<size_t>(MaxLines))
         m_lines.pop_front();

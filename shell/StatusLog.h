@@ -6,6 +6,7 @@
 #include <deque>
 
 class Clock;
+class DateForm;
 
 // The program's trace: one line per step, shown by the status log window. It keeps
 // the newest lines only, so that a program left running for months stays small.
@@ -17,12 +18,13 @@ public:
     static constexpr int MaxLines = 10000;
     static inline const QString Header = QStringLiteral("Log File");
 
-    explicit StatusLog(const Clock& clock, QObject* parent = nullptr);
+    // The dates of the lines are written in the installation's form.
+    StatusLog(const Clock& clock, const DateForm& dates, QObject* parent = nullptr);
 
     void logStatus(const QString& message);
 
-    // "<short date> <short time>:  <message>" in the regional forms.
-    static QString formatLine(const QDateTime& when, const QString& message);
+    // "<short date> <short time>:  <message>": the date in the installation's form, the time in the regional form.
+    static QString formatLine(const DateForm& dates, const QDateTime& when, const QString& message);
 
     // The kept lines, oldest first; the header "Log File" until it is dropped.
     const std::deque<QString>& lines() const { return m_lines; }
@@ -35,5 +37,6 @@ signals:
 
 private:
     const Clock& m_clock;
+    const DateForm& m_dates;
     std::deque<QString> m_lines;
 };

@@ -1,4 +1,5 @@
 #include "platform/Clock.h"
+#include "platform/DateForm.h"
 #include "platform/DesktopStarter.h"
 #include "platform/FocusKeySender.h"
 #include "platform/InstanceLock.h"
@@ -38,7 +39,10 @@ int main(int argc, char* argv[])
     QApplication::setQuitOnLastWindowClosed(false);
 
     SystemClock clock;
-    StatusLog log(clock);
+    // Taken before the first trace line, so that every line of the run shows its date in the one form.
+    SettingsStore quietSettings({});
+    DateForm dates = DateForm::forInstallation(quietSettings);
+    StatusLog log(clock, dates);
     SettingsStore settings([&log](const QString& line) { log.logStatus(line); });
     QtPrompter prompter;
     SystemTrayIcon tray;
@@ -46,7 +50,7 @@ int main(int argc, char* argv[])
     InstanceLock instanceLock;
     SystemProcessControl process(&instanceLock);
     FocusKeySender keys;
-    AppContext context(settings, prompter, log, clock, tray, starter, process, instanceLock, keys,
+    AppContext context(settings, dates, prompter, log, clock, tray, starter, process, instanceLock, keys,
                        QCoreApplication::applicationDirPath());
 
     installDatabaseWork(context);

@@ -2,6 +2,7 @@
 
 #include "db/Schema.h"
 #include "db/SqlText.h"
+#include "platform/PathInfo.h"
 
 namespace migration {
 namespace {
@@ -122,7 +123,7 @@ QString insertAccountStatement(const MigratedAccount& account)
     const auto textOrNull = [](const QString& text) { return text.isEmpty() ? QStringLiteral("NULL") : sqlQuote(text); };
 
     put("username", sqlQuote(account.name));
-    put("homedir", sqlQuote(account.homedir.toLower()));
+    put("homedir", sqlQuote(storedPathCase(account.homedir)));
     put("password", textOrNull(account.password));
     put("comments", account.comments.trimmed().isEmpty() ? QStringLiteral("NULL") : sqlQuote(storedNotes(account)));
     // A new account on the user page starts with these three.
@@ -177,7 +178,7 @@ QStringList accessStatements(const MigratedAccount& account)
         if (entry.directory.trimmed().isEmpty())
             continue;
         statements << QStringLiteral("INSERT INTO [dir_rights] ([username], [directory], [dir_rights], [inherit_subdirs]) VALUES (")
-                          + user + QStringLiteral(", ") + sqlQuote(entry.directory.toLower()) + QStringLiteral(", ")
+                          + user + QStringLiteral(", ") + sqlQuote(storedPathCase(entry.directory)) + QStringLiteral(", ")
                           + sqlQuote(entry.rights) + QStringLiteral(", ") + number(entry.inherit) + QLatin1Char(')');
     }
     for (const QString& ip : account.deniedIps) {

@@ -2,7 +2,8 @@
 
 #include "IniValues.h"
 #include "limits/Numbers.h"
-#include "platform/RegionalDate.h"
+#include "platform/DateForm.h"
+#include "platform/PathInfo.h"
 
 #include <QHash>
 #include <QRegularExpression>
@@ -87,8 +88,10 @@ QString noColumnWidthReason(int width, const char* column)
 
 } // namespace
 
-IniAccountReader::IniAccountReader(Generation generation, MigratedAccount& account, QStringList& warnings)
+IniAccountReader::IniAccountReader(Generation generation, const DateForm& dates, MigratedAccount& account,
+                                   QStringList& warnings)
     : m_generation(generation)
+    , m_dates(dates)
     , m_account(account)
     , m_warnings(warnings)
 {
@@ -138,7 +141,7 @@ void IniAccountReader::take(const IniEntry& entry)
         break;
     case Key::HomeDir:
         m_sawHome = true;
-        readPath(entry, [this](const QString& path) { m_account.homedir = path.toLower(); });
+        readPath(entry, [this](const QString& path) { m_account.homedir = storedPathCase(path); });
         break;
     case Key::LoginMessage:
         readPath(entry, [this](const QString& path) { m_account.loginMessageFile = path; });
@@ -205,7 +208,7 @@ void IniAccountReader::take(const IniEntry& entry)
         if (!reading.understood)
             leave(entry.key, value, QStringLiteral("not a date the migration reads (M/D/YYYY, YYYY-MM-DD or a day number)"));
         else if (reading.date)
-            m_account.expires = regional::shortDate(*reading.date);
+            m_account.expires = m_dates.format(*reading.date);
         break;
     }
     case Key::Maintenance:

@@ -10,6 +10,8 @@
 #include <functional>
 #include <optional>
 
+class DateForm;
+
 // Reads one user section of the server's INI file into an account, key by key, as
 // the generation's layout defines them. Every value that finds no column is listed
 // in the account's notCarried with the reason.
@@ -18,7 +20,7 @@ namespace migration {
 class IniAccountReader
 {
 public:
-    IniAccountReader(Generation generation, MigratedAccount& account, QStringList& warnings);
+    IniAccountReader(Generation generation, const DateForm& dates, MigratedAccount& account, QStringList& warnings);
 
     void read(const IniSection& section);
 
@@ -41,6 +43,7 @@ private:
     void finishRatio();
 
     Generation m_generation;
+    const DateForm& m_dates;
     MigratedAccount& m_account;
     QStringList& m_warnings;
     QSet<QString> m_seenKeys;

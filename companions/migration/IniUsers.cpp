@@ -37,8 +37,9 @@ std::optional<QString> accountNameOf(const QString& sectionName)
 class SourceBuilder
 {
 public:
-    SourceBuilder(Generation generation, MigrationSource& source)
+    SourceBuilder(Generation generation, const DateForm& dates, MigrationSource& source)
         : m_generation(generation)
+        , m_dates(dates)
         , m_source(source)
     {
     }
@@ -130,7 +131,7 @@ private:
         MigratedAccount account;
         account.name = name;
         m_source.accounts.append(std::move(account));
-        IniAccountReader(m_generation, m_source.accounts.last(), m_source.warnings).read(section);
+        IniAccountReader(m_generation, m_dates, m_source.accounts.last(), m_source.warnings).read(section);
     }
 
     void addServerSection(const IniSection& section, bool global)
@@ -183,6 +184,7 @@ private:
     }
 
     Generation m_generation;
+    const DateForm& m_dates;
     MigrationSource& m_source;
     QHash<QString, int> m_accountLines;                    // lower-case name -> line of the section kept
     QHash<QString, int> m_otherSections;                   // lower-case name -> line
@@ -194,7 +196,7 @@ private:
 
 } // namespace
 
-ReadOutcome readIniUsers(const QString& iniPath, Generation generation)
+ReadOutcome readIniUsers(const QString& iniPath, Generation generation, const DateForm& dates)
 {
     ReadOutcome outcome;
     outcome.source.iniPath = iniPath;
@@ -205,7 +207,7 @@ ReadOutcome readIniUsers(const QString& iniPath, Generation generation)
         outcome.error = error;
         return outcome;
     }
-    SourceBuilder builder(generation, outcome.source);
+    SourceBuilder builder(generation, dates, outcome.source);
     document->forEachSection([&builder](const IniSection& section) {
         builder.add(section);
         return true;

@@ -4,6 +4,8 @@
 
 #include <QString>
 
+class DateForm;
+
 // Reads the users out of the FTP server's INI file of one generation.
 namespace migration {
 
@@ -14,6 +16,7 @@ struct ReadOutcome
     MigrationSource source;
 };
 
-ReadOutcome readIniUsers(const QString& iniPath, Generation generation);
+// Expiry dates are written in the installation's form.
+ReadOutcome readIniUsers(const QString& iniPath, Generation generation, const DateForm& dates);
 
 } // namespace migration

@@ -1,6 +1,7 @@
 #include "IniValues.h"
 
 #include "accounts/AccessRules.h"
+#include "platform/PathInfo.h"
 #include "server/IpRuleText.h"
 
 #include <QRegularExpression>
@@ -96,7 +97,7 @@ AccessReading readAccess(const QString& value)
         else if (!letter.isSpace() && !reading.ignoredLetters.contains(letter))
             reading.ignoredLetters += letter;
     }
-    reading.access = DirectoryAccess{folder.toLower(), accessrules::rightsLetters(accessrules::readRights(known)), inherit};
+    reading.access = DirectoryAccess{storedPathCase(folder), accessrules::rightsLetters(accessrules::readRights(known)), inherit};
     return reading;
 }
 

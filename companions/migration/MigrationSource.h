@@ -37,7 +37,7 @@ struct MigratedAccount
 {
     QString name;
     QString password; // the stored form the INI holds
-    QString homedir;  // lower-cased
+    QString homedir;  // as stored: storedPathCase
     QString comments;
     QList<DirectoryAccess> access; // in the INI's order
     QStringList deniedIps;         // blocked_ips_by_user

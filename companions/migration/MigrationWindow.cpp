@@ -124,10 +124,12 @@ QString plural(qsizetype count, const QString& one, const QString& many)
 
 } // namespace
 
-MigrationWindow::MigrationWindow(migration::Generation generation, SettingsStore& settings, Prompter& prompter, QWidget* parent)
+MigrationWindow::MigrationWindow(migration::Generation generation, SettingsStore& settings, const DateForm& dates,
+                                 Prompter& prompter, QWidget* parent)
     : QWidget(parent)
     , m_generation(generation)
     , m_settings(settings)
+    , m_dates(dates)
     , m_prompter(prompter)
 {
     setupControls();
@@ -342,7 +344,7 @@ bool MigrationWindow::confirmServerStopped()
 
 bool MigrationWindow::readIniFile()
 {
-    const migration::ReadOutcome outcome = migration::readIniUsers(m_iniPath, m_generation);
+    const migration::ReadOutcome outcome = migration::readIniUsers(m_iniPath, m_generation, m_dates);
     if (!outcome.ok) {
         tell(QStringLiteral("The FTP server's INI file could not be read, so nothing has been imported.\n\n") + outcome.error);
         return false;

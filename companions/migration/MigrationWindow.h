@@ -7,6 +7,7 @@
 #include <QWidget>
 
 class Prompter;
+class DateForm;
 class SettingsStore;
 class QCheckBox;
 class QLabel;
@@ -29,7 +30,9 @@ class MigrationWindow : public QWidget
 public:
     enum class Preparation { Ready, Cancelled, Failed };
 
-    MigrationWindow(migration::Generation generation, SettingsStore& settings, Prompter& prompter, QWidget* parent = nullptr);
+    // Expiry dates are written in the installation's form `dates`.
+    MigrationWindow(migration::Generation generation, SettingsStore& settings, const DateForm& dates, Prompter& prompter,
+                    QWidget* parent = nullptr);
 
     // The steps before the preview. Anything but Ready means the tool ends; a
     // failure has been explained to the administrator.
@@ -72,6 +75,7 @@ private:
 
     migration::Generation m_generation;
     SettingsStore& m_settings;
+    const DateForm& m_dates;
     Prompter& m_prompter;
 
     QString m_iniPath;

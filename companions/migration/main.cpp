@@ -3,6 +3,7 @@
 // into the accounts database; each build reads one generation of that file.
 #include "MigrationWindow.h"
 
+#include "platform/DateForm.h"
 #include "platform/QtPrompter.h"
 #include "platform/SettingsStore.h"
 #include "shell/AppInfo.h"
@@ -24,10 +25,13 @@ int main(int argc, char* argv[])
     QApplication::setApplicationVersion(appinfo::versionText());
     QApplication::setWindowIcon(QIcon(QStringLiteral(":/icons/vantrel.svg")));
 
-    // The tool only reads the settings; Quillmere's configuration window writes them.
+    // The tool only reads the settings that Quillmere's configuration window writes;
+    // the one it may write is the installation's date form, if no process took it yet.
     SettingsStore settings({}, SettingsStore::defaultFilePath(), SettingsStore::Access::ReadOnly);
+    SettingsStore dateSettings({}, SettingsStore::defaultFilePath());
+    const DateForm dates = DateForm::forInstallation(dateSettings);
     QtPrompter prompter;
-    MigrationWindow window(BuiltGeneration, settings, prompter);
+    MigrationWindow window(BuiltGeneration, settings, dates, prompter);
     switch (window.prepare()) {
     case MigrationWindow::Preparation::Cancelled:
         return 0;

@@ -110,7 +110,7 @@ public:
         return letters;
     }
 
-    // A lower-case folder that exists, for home directories and entries.
+    // A folder that exists, for home directories and entries.
     QString folder(const QString& name)
     {
         const QString path = m_program.env.path(QStringLiteral("ftp/") + name);

@@ -32,6 +32,10 @@ private slots:
         // Only entries whose path equals the edited one, in any case, change.
         QCOMPARE(accessrules::replaceDirectory(list, QStringLiteral("c:\\ftp"), QStringLiteral("d:\\new")),
                  QStringLiteral("bob|d:\\new|RL|1\u00A7\u00A7bob|c:\\ftp\\sub|R|0\u00A7bob|d:\\new|W|0"));
+        // POSIX paths differing in case are different folders: only the exact one changes.
+        QCOMPARE(accessrules::replaceDirectory(QStringLiteral("bob|/srv/Pub|R|0\u00A7bob|/srv/pub|W|0"), QStringLiteral("/srv/Pub"),
+                                               QStringLiteral("/srv/New")),
+                 QStringLiteral("bob|/srv/New|R|0\u00A7bob|/srv/pub|W|0"));
         // Deleting compares exactly and keeps the emptied entry in place.
         QCOMPARE(accessrules::removeDirectory(list, QStringLiteral("c:\\ftp")),
                  QStringLiteral("bob||RL|1\u00A7\u00A7bob|c:\\ftp\\sub|R|0\u00A7bob|C:\\FTP|W|0"));

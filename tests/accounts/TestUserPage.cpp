@@ -1,6 +1,8 @@
 #include "AccountsFixture.h"
 #include "TestMain.h"
 
+#include "shell/AccountSweep.h"
+
 #include <QApplication>
 #include <QCoreApplication>
 
@@ -159,10 +161,11 @@ private slots:
         addAccount(*db, QStringLiteral("zed"), QStringLiteral("c:\\zed"), QStringLiteral("zz"));
         program.start();
         AccountsFixture ui(program);
-        const QString home = ui.folder(QStringLiteral("bob"));
+        // A POSIX folder keeps its case: it is looked for and stored as typed.
+        const QString home = ui.folder(QStringLiteral("Bob/Incoming"));
 
-        // Upper case is lower-cased; quotes, percent signs and comment marks are kept as typed.
-        ui.type(ui.box("txtHomeDir"), home.toUpper().replace(QStringLiteral("/TMP"), QStringLiteral("/tmp")));
+        // Quotes, percent signs and comment marks are kept as typed.
+        ui.type(ui.box("txtHomeDir"), home);
         ui.notes()->setPlainText(QStringLiteral("O'Brien's \"box\" 100% -- ; drop table users"));
         AccountsFixture::leave(ui.notes());
         QVERIFY(ui.state().pageChanged);
@@ -170,8 +173,9 @@ private slots:
         QVERIFY(ui.prompter().records().isEmpty());
         QVERIFY(!ui.state().pageChanged);
 
-        QCOMPARE(db->column(QStringLiteral("select homedir from users where username='bob'")),
-                 QStringList({home.toUpper().replace(QStringLiteral("/TMP"), QStringLiteral("/tmp")).toLower()}));
+        QCOMPARE(db->column(QStringLiteral("select homedir from users where username='bob'")), QStringList({home}));
+        lowerCaseStoredPaths(program.env.context);
+        QCOMPARE(db->column(QStringLiteral("select homedir from users where username='bob'")), QStringList({home}));
         QCOMPARE(db->column(QStringLiteral("select comments from users where username='bob'")),
                  QStringList({"O'Brien's \"box\" 100% -- ; drop table users"}));
         // The placeholder left the password alone; the other account is untouched.
@@ -189,6 +193,13 @@ private slots:
         // After the save the page shows the account again, freshly loaded.
         QCOMPARE(ui.state().currentUser, QStringLiteral("bob"));
         QCOMPARE(ui.box("txtPassword")->text(), QStringLiteral("[Click Here to Change]"));
+
+        // A Windows path is stored lower-cased, as Windows file systems ignore case.
+        ui.type(ui.box("txtHomeDir"), QStringLiteral("D:\\FTP\\Users\\Bob"));
+        ui.prompter().answerMessage(prompt::Answer::Ok, QStringLiteral("The Home Directory specified is not valid."));
+        ui.click("cmdStore");
+        QCOMPARE(ui.prompter().unusedSteps(), 0);
+        QCOMPARE(db->column(QStringLiteral("select homedir from users where username='bob'")), QStringList({"d:\\ftp\\users\\bob"}));
     }
 
     void saveChecksStopInTheirOrder()
@@ -278,9 +289,10 @@ private slots:
         ProgramUnderTest program;
         QUILLMERE_OPEN_DATABASE(db, program.env);
         AccountsFixture ui(program);
-        const QString ftp = ui.folder(QStringLiteral("root"));
-        const QString pub = ui.folder(QStringLiteral("pub"));
-        const QString sub = ui.folder(QStringLiteral("root/sub"));
+        // Mixed-case POSIX folders are found and stored as typed.
+        const QString ftp = ui.folder(QStringLiteral("Root"));
+        const QString pub = ui.folder(QStringLiteral("Pub"));
+        const QString sub = ui.folder(QStringLiteral("Root/Sub"));
         program.env.settings.saveRegSetting(QStringLiteral("ftp_directory"), ftp + QLatin1Char('/'));
         addAccount(*db, QStringLiteral("bob"), ftp);
         addEntry(*db, QStringLiteral("bob"), sub, QStringLiteral("R"), 0);
@@ -346,6 +358,8 @@ private slots:
         AccountsFixture::clickRow(ui.entries(), 0);
         ui.click("cmdDirDelete");
         ui.click("cmdStore");
+        QCOMPARE(entryRows(*db, QStringLiteral("bob")), QStringList({pub + QStringLiteral("|RL|1")}));
+        lowerCaseStoredPaths(program.env.context);
         QCOMPARE(entryRows(*db, QStringLiteral("bob")), QStringList({pub + QStringLiteral("|RL|1")}));
     }
 

@@ -3,7 +3,7 @@
 
 #include "IniUsers.h"
 #include "IniValues.h"
-#include "platform/RegionalDate.h"
+#include "platform/DateForm.h"
 
 #include <QRandomGenerator>
 #include <QTemporaryDir>
@@ -64,7 +64,8 @@ QStringList expected(const QList<QPair<QString, QString>>& set)
     return lines;
 }
 
-QString date(int year, int month, int day) { return regional::shortDate(QDate(year, month, day)); }
+// The installation's form, which the tests run under another locale (en_US) than its own.
+const DateForm Installation(QStringLiteral("dd.MM.yyyy"));
 
 } // namespace
 
@@ -79,6 +80,9 @@ private:
     QString write(const QString& name, const QByteArray& bytes) { return gatewicktest::writeFile(m_dir.filePath(name), bytes); }
 
 private slots:
+    void init() { QLocale::setDefault(QLocale(QStringLiteral("en_US"))); }
+    void cleanup() { QLocale::setDefault(QLocale::c()); }
+
     void samplesReadIntoAccounts_data()
     {
         QTest::addColumn<QString>("path");
@@ -92,14 +96,14 @@ private slots:
             {"password", "ab0BE9089682363B12E49AEFBB9356450D"}, {"homedir", "d:\\ftp\\alice"},
             {"comments", "Wizard generated account\r\nRenewed every year"},
             {"access", "d:\\ftp\\alice|RWAMELCD|1; d:\\ftp\\public|RL|1; d:\\ftp\\drop|WA|0"},
-            {"denied", "198.51.100.*"}, {"disabled", "0"}, {"expires", date(2030, 12, 31)}, {"idle", "10"},
+            {"denied", "198.51.100.*"}, {"disabled", "0"}, {"expires", "31.12.2030"}, {"idle", "10"},
             {"session", "91"}, {"maxConcurrent", "3"}, {"maxPerIp", "0"}, {"onePerIp", "1"}, {"speed", "64"},
             {"useQuota", "1"}, {"quotaMax", "104857600"}, {"quotaCurrent", "5242880"}, {"ratioType", "BytesPerSession"},
             {"ratioUp", "1"}, {"ratioDown", "3"}, {"credit", "1048576"}, {"relPaths", "1"}, {"hideHidden", "1"},
             {"alwaysLogin", "1"}, {"loginMsg", "D:\\FTP\\Messages\\Alice.txt"}, {"maintenance", "System"}});
         QTest::newRow("v4 utf-8 name") << four << v4 << QStringLiteral("Björn Ødegård") << expected({
             {"password", "kz2D80DD096853E9F9E735F00CE1CC448B"}, {"homedir", QStringLiteral("d:\\ftp\\björn")},
-            {"access", QStringLiteral("d:\\ftp\\björn|RL|0")}, {"disabled", "1"}, {"expires", date(2031, 2, 28)},
+            {"access", QStringLiteral("d:\\ftp\\björn|RL|0")}, {"disabled", "1"}, {"expires", "28.02.2031"},
             {"maxPerIp", "4"}, {"onePerIp", "0"}, {"maintenance", "ReadOnly"}});
         QTest::newRow("v4 no password, no limits") << four << v4 << "anonymous" << expected({
             {"homedir", "d:\\ftp\\public"}, {"access", "d:\\ftp\\public|RL|1"}, {"idle", "-1"}, {"maxPerIp", "0"}, {"onePerIp", "0"}});
@@ -115,7 +119,7 @@ private slots:
         QTest::newRow("v2 every key, Windows-1252") << two << v2 << QStringLiteral("José Müller") << expected({
             {"password", "xyQ3kD8r0PqwE"}, {"homedir", QStringLiteral("c:\\ftp\\josé")}, {"comments", QStringLiteral("Old account, café corner")},
             {"access", QStringLiteral("c:\\ftp\\josé|RWAMLCD|1; c:\\ftp\\pub|RL|0")}, {"denied", "192.0.2.15"}, {"disabled", "0"},
-            {"expires", date(2001, 1, 1)}, {"session", "60"}, {"maxPerIp", "2"}, {"onePerIp", "0"}, {"useQuota", "0"},
+            {"expires", "01.01.2001"}, {"session", "60"}, {"maxPerIp", "2"}, {"onePerIp", "0"}, {"useQuota", "0"},
             {"quotaMax", "0"}, {"ratioType", "FilesPerSession"}, {"ratioUp", "1"}, {"ratioDown", "5"}, {"credit", "10"},
             {"relPaths", "1"}, {"hideHidden", "1"}, {"alwaysLogin", "1"}, {"loginMsg", "C:\\FTP\\Welcome.txt"}, {"maintenance", "None"}});
         QTest::newRow("v2 section with a domain") << two << v2 << "admin" << expected({
@@ -128,7 +132,7 @@ private slots:
         QFETCH(int, generation);
         QFETCH(QString, account);
         QFETCH(QStringList, columns);
-        const ReadOutcome outcome = readIniUsers(path, Generation(generation));
+        const ReadOutcome outcome = readIniUsers(path, Generation(generation), Installation);
         QVERIFY2(outcome.ok, qPrintable(outcome.error));
         const QList<MigratedAccount>& read = outcome.source.accounts;
         const auto found = std::find_if(read.cbegin(), read.cend(), [&](const MigratedAccount& each) { return each.name == account; });
@@ -186,7 +190,7 @@ private slots:
         QFETCH(int, generation);
         QFETCH(QStringList, warnings);
         QFETCH(QList<QStringList>, leftBehind);
-        const ReadOutcome outcome = readIniUsers(path, Generation(generation));
+        const ReadOutcome outcome = readIniUsers(path, Generation(generation), Installation);
         QVERIFY2(outcome.ok, qPrintable(outcome.error));
         QStringList names;
         QList<NotCarried> all = outcome.source.notCarried;
@@ -246,7 +250,7 @@ private slots:
     {
         QFETCH(QString, path);
         QFETCH(QString, message);
-        const ReadOutcome outcome = readIniUsers(path, Generation::V4);
+        const ReadOutcome outcome = readIniUsers(path, Generation::V4, Installation);
         QVERIFY(!outcome.ok);
         QVERIFY2(outcome.error.contains(message), qPrintable(outcome.error));
         QVERIFY(outcome.source.accounts.isEmpty());
@@ -276,7 +280,7 @@ private slots:
     {
         QFETCH(QByteArray, bytes);
         QFETCH(bool, windows1252);
-        const ReadOutcome outcome = readIniUsers(write("encoded.ini", bytes), Generation::V4);
+        const ReadOutcome outcome = readIniUsers(write("encoded.ini", bytes), Generation::V4, Installation);
         QVERIFY2(outcome.ok, qPrintable(outcome.error));
         QCOMPARE(outcome.source.accounts.size(), 1);
         const MigratedAccount& account = outcome.source.accounts.first();
@@ -301,7 +305,7 @@ private slots:
                 + "\r\nAccess1=D:\\FTP\\User" + number + "|RWLP\r\nTimeOut=600\r\nNote1=" + filler + "\r\n\r\n";
         }
         QVERIFY(bytes.size() > 50 * 1024 * 1024);
-        const ReadOutcome outcome = readIniUsers(write("big.ini", bytes), Generation::V4);
+        const ReadOutcome outcome = readIniUsers(write("big.ini", bytes), Generation::V4, Installation);
         QVERIFY2(outcome.ok, qPrintable(outcome.error));
         QCOMPARE(outcome.source.accounts.size(), accounts);
         const MigratedAccount& last = outcome.source.accounts.last();
@@ -352,6 +356,7 @@ private slots:
         QTest::newRow("no rights") << "C:\\A|" << "c:\\a" << "" << false << "";
         QTest::newRow("no bar") << "C:\\A" << "" << "" << false << "";
         QTest::newRow("no folder") << "|RL" << "" << "" << false << "";
+        QTest::newRow("posix folder keeps its case") << "/srv/ftp/Incoming|RL" << "/srv/ftp/Incoming" << "RL" << false << "";
         QTest::newRow("separators") << QStringLiteral("C:\\§ 1|2|RL") << QStringLiteral("c:\\§ 1|2") << "RL" << false << "";
     }
 

@@ -42,7 +42,7 @@ MigratedAccount withAccess(MigratedAccount made, const QString& directory, const
 // Every value the model can carry, each different from what a new account has.
 MigratedAccount fullAccount()
 {
-    return {.name = "fullfield", .password = SaltedPassword, .homedir = "/SRV/FTP/Full", .comments = "first line\r\nsecond line",
+    return {.name = "fullfield", .password = SaltedPassword, .homedir = "D:\\FTP\\Full", .comments = "first line\r\nsecond line",
             .access = {{"/srv/ftp/full", "RWAMELCD", true}, {"/srv/ftp/Public", "RL", false}, {"/srv/ftp/drop", "W", true}},
             .deniedIps = {"10.1.2.3", "192.168.*.*"}, .disabled = true, .expires = "12/31/2031", .idleTimeoutMinutes = 5,
             .sessionTimeoutMinutes = 120, .maxConcurrent = 3, .maxLoginsPerIp = 2, .oneLoginPerIp = false, .speedLimitKBps = "64.5",
@@ -148,7 +148,7 @@ private slots:
         // Minutes, bytes and kilobytes per second are stored as the model gives them.
         const QMap<QString, QString> full = userRow(*db, QStringLiteral("fullfield"));
         const QMap<QString, QString> expected{
-            {"username", "fullfield"}, {"homedir", "/srv/ftp/full"}, {"login_msg_file", "/srv/ftp/welcome.txt"}, {"password", SaltedPassword},
+            {"username", "fullfield"}, {"homedir", "d:\\ftp\\full"}, {"login_msg_file", "/srv/ftp/welcome.txt"}, {"password", SaltedPassword},
             {"hide_hidden_files", "1"}, {"rel_path", "1"}, {"ratio_type", "BytesOverall"}, {"ratio_down", "3"}, {"ratio_up", "1"},
             {"ratio_current_credit", "2097152"}, {"use_quota", "1"}, {"quota_max", "5242880"}, {"quota_current", "1048576"},
             {"always_login", "1"}, {"one_login_per_ip", "0"}, {"speed_limit_value", "64.5"}, {"timeout", "5"}, {"maintenance", "1"},
@@ -157,7 +157,8 @@ private slots:
         for (auto column = expected.cbegin(); column != expected.cend(); ++column)
             QVERIFY2(full.value(column.key()) == column.value(),
                      qPrintable(column.key() + QStringLiteral(": ") + full.value(column.key())));
-        QCOMPARE(directoryRows(*db, QStringLiteral("fullfield")), (QStringList{"/srv/ftp/full,RWAMELCD,1", "/srv/ftp/public,RL,0", "/srv/ftp/drop,W,1"}));
+        // A Windows path is stored lower-cased, a POSIX path as it stands.
+        QCOMPARE(directoryRows(*db, QStringLiteral("fullfield")), (QStringList{"/srv/ftp/full,RWAMELCD,1", "/srv/ftp/Public,RL,0", "/srv/ftp/drop,W,1"}));
         QCOMPARE(deniedRows(*db, QStringLiteral("fullfield")), (QStringList{"10.1.2.3", "192.168.*.*"}));
 
         // Quotes and placeholders are stored exactly.

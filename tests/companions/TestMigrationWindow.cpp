@@ -72,7 +72,7 @@ struct Installation
     std::unique_ptr<MigrationWindow> openWindow(Generation generation = Generation::V4)
     {
         env.prompter.answerMessage(prompt::Answer::Ok, QStringLiteral("Stop the FTP server"));
-        auto window = std::make_unique<MigrationWindow>(generation, env.settings, env.prompter);
+        auto window = std::make_unique<MigrationWindow>(generation, env.settings, env.dates, env.prompter);
         if (window->prepare() != MigrationWindow::Preparation::Ready)
             return nullptr;
         window->show();
@@ -135,7 +135,7 @@ private slots:
         QCOMPARE(control<QLabel>(window.get(), "lblIniPath")->text(), site.iniPath);
         QCOMPARE(control<QLabel>(window.get(), "lblAccountCount")->text(), QStringLiteral("3 accounts: 2 new, 1 already in the database"));
         QCOMPARE(column(window.get(), "tblAccounts", 0), (QStringList{"alice", "o'neil", "existing"}));
-        QCOMPARE(column(window.get(), "tblAccounts", 1), (QStringList{"/srv/ftp/alice", "/srv/ftp/o'neil", "/srv/ftp/existing-new"}));
+        QCOMPARE(column(window.get(), "tblAccounts", 1), (QStringList{"/SRV/FTP/Alice", "/srv/ftp/o'neil", "/srv/ftp/existing-new"}));
         QCOMPARE(column(window.get(), "tblAccounts", 2), (QStringList{"new", "new", "already in the database"}));
         QVERIFY(column(window.get(), "tblNotCarried", 1).contains(QStringLiteral("ChangePassword")));
 
@@ -216,7 +216,7 @@ private slots:
                                             QStringLiteral("Stop the FTP server"));
         if (!message.isEmpty())
             site.env.prompter.answerMessage(prompt::Answer::Ok, message);
-        MigrationWindow window(Generation::V4, site.env.settings, site.env.prompter);
+        MigrationWindow window(Generation::V4, site.env.settings, site.env.dates, site.env.prompter);
         QTEST(static_cast<int>(window.prepare()), "preparation");
         QCOMPARE(site.env.prompter.unusedSteps(), 0);
         QCOMPARE(site.env.prompter.records().size(), int(!serverQuestion.isEmpty()) + int(!message.isEmpty()));

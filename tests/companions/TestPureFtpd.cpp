@@ -49,7 +49,7 @@ class TestPureFtpd : public QObject
     }
 
     // New User, then the account's own home folder typed on the page and saved.
-    void createAccount(const QString& name, const QString& password)
+    void createAccount(const QString& name, const QString& password, const QString& folder = {})
     {
         clickWhenEnabled(control<QPushButton>(&main(), "cmdNew"));
         QWidget* dialog = shownDialog("frmNewName");
@@ -59,7 +59,7 @@ class TestPureFtpd : public QObject
         QTest::mouseClick(control<QPushButton>(dialog, "cmdOK"), Qt::LeftButton);
         QCOMPARE(main().pageState().currentUser, name);
         QLineEdit* home = control<QLineEdit>(&main(), "txtHomeDir");
-        home->setText(gatewicktest::homeFolder(m_program->env, name));
+        home->setText(gatewicktest::homeFolder(m_program->env, folder.isEmpty() ? name : folder));
         clickWhenEnabled(control<QPushButton>(&main(), "cmdStore"));
         QVERIFY(m_program->env.prompter.records().isEmpty());
     }
@@ -103,13 +103,15 @@ private slots:
 
         for (const char* name : {"alice", "dave", "erin", "frank", "grace", "ivan"})
             createAccount(QLatin1String(name), QStringLiteral("pw-") + QLatin1String(name));
+        // Capitals in a home folder name another folder on this file system; they are kept.
+        createAccount(QStringLiteral("judy"), QStringLiteral("pw-judy"), QStringLiteral("judy/Incoming"));
         // An account migrated from the server's INI file: its password in the salted MD5 form, and a deny rule of its own.
         const QString ini = gatewicktest::writeFile(
             m_program->env.path(QStringLiteral("ServUDaemon.ini")),
             QStringLiteral("[USER=henry|1]\r\nPassword=hx%1\r\nHomeDir=%2\r\nAccess1=%2|RWAMLCD\r\nIPAccess1=D|127.0.0.5\r\n")
-                .arg(gatewick::saltedMd5(QStringLiteral("hx"), QStringLiteral("old-pass")).toUpper(), gatewicktest::homeFolder(m_program->env, QStringLiteral("henry")))
+                .arg(gatewick::saltedMd5(QStringLiteral("hx"), QStringLiteral("old-pass")).toUpper(), gatewicktest::homeFolder(m_program->env, QStringLiteral("Henry")))
                 .toUtf8());
-        const migration::ReadOutcome read = migration::readIniUsers(ini, migration::Generation::V4);
+        const migration::ReadOutcome read = migration::readIniUsers(ini, migration::Generation::V4, m_program->env.dates);
         QVERIFY2(read.ok, qPrintable(read.error));
         QCOMPARE(migration::MigrationImporter(m_program->env.settings.readConnectionString()).run(read.source, {}, {}).imported, QStringList{"henry"});
 
@@ -158,6 +160,9 @@ private slots:
         QCOMPARE(m_program->env.prompter.unusedSteps(), 0);
         execute(QStringLiteral("insert into blocked_ips_by_user (ip, username) values ('127.0.0.3', '*')"));
 
+        // The next start-up's lower-casing leaves those folders as they are.
+        m_program->env.context.lowerCaseStoredPaths();
+
         m_server = std::make_unique<PureFtpdServer>();
         QString whyNot;
         QVERIFY2(m_server->start(m_program->env.settingsPath(), &whyNot), qPrintable(whyNot));
@@ -179,8 +184,10 @@ private slots:
         QVERIFY(listing->waitForFinished(60000));
         QCOMPARE(listing->exitCode(), 0);
         QVERIFY(listing->readAllStandardOutput().contains("report.txt"));
-        // The migrated account logs in with its old password.
+        // The migrated account logs in with its old password; both home folders with capitals are found.
         QCOMPARE(curlExit(QStringLiteral("henry"), QStringLiteral("old-pass")), 0);
+        QCOMPARE(curlExit(QStringLiteral("judy"), QStringLiteral("pw-judy"), {QStringLiteral("-T"), file, m_server->url(QStringLiteral("/report.txt"))}), 0);
+        QVERIFY(QFile::exists(m_program->env.path(QStringLiteral("ftp/judy/Incoming/report.txt"))));
         // An account's rule for other addresses leaves it free from this one.
         QCOMPARE(curlExit(QStringLiteral("erin"), QStringLiteral("pw-erin"), {QStringLiteral("--interface"), QStringLiteral("127.0.1.1"),
                                                                                 QStringLiteral("--list-only"), m_server->url()}),

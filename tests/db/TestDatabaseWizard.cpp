@@ -12,6 +12,7 @@
 #include <QAbstractButton>
 #include <QComboBox>
 #include <QElapsedTimer>
+#include <QLabel>
 #include <QLineEdit>
 #include <QSqlDatabase>
 #include <QTcpServer>
@@ -30,7 +31,7 @@ struct WizardRun
 
     ScriptedPrompter& prompter() { return program.env.prompter; }
     QString saved() const { return program.env.settings.readConnectionString(); }
-    QString line(const QString& text) const { return StatusLog::formatLine(program.env.clock.now(), text); }
+    QString line(const QString& text) const { return StatusLog::formatLine(program.env.dates, program.env.clock.now(), text); }
     QString logOf(const QStringList& steps) const
     {
         QString text = StatusLog::Header + QLatin1Char('\n');
@@ -149,8 +150,9 @@ private slots:
             run.prompter().answerMessage(useProposal, QStringLiteral("The database will be called \"mydb1\""));
         if (namePrompts == 2)
             run.prompter().answerInput(QString());
-        else // Integrated security cannot be had here, so the open fails at once.
-            run.prompter().answerMessage(prompt::Answer::Ok, QStringLiteral("There was an error while connecting"));
+        else // Integrated security cannot be had here: the log-on is asked for, and Cancel stops.
+            run.prompter().onModal(QStringLiteral("frmDataLink"),
+                                   [](QWidget* dataLink) { dataLink->findChild<QAbstractButton*>(QStringLiteral("cmdCancel"))->click(); });
         run.click("cmdPage2Next");
         QCOMPARE(run.prompter().unusedSteps(), 0);
 
@@ -168,9 +170,8 @@ private slots:
                                                      "\r\n\r\nWould you like to use this database name?"));
             QCOMPARE(records[3].buttons, prompt::Buttons::YesNoCancel);
         }
-        const bool connected = useProposal == prompt::Answer::Yes;
-        QCOMPARE(run.wizard.logText().contains(QStringLiteral("Wait for database to be opened")), connected);
-        QCOMPARE(run.program.env.log.contains(QStringLiteral("Integrated security is not available on this platform.")), connected);
+        QCOMPARE(records.last().kind == PromptRecord::Kind::Modal, useProposal == prompt::Answer::Yes);
+        QVERIFY(!run.wizard.logText().contains(QStringLiteral("Wait for database to be opened")));
         QCOMPARE(run.wizard.currentPage(), 2);
         QVERIFY(run.saved().isEmpty());
     }
@@ -212,13 +213,15 @@ private slots:
         QCOMPARE(run.wizard.currentPage(), 2);
     }
 
-    void accessRefusesAFileNotEndingInMdb_data()
+    // Where Jet does not exist the file is an SQLite file, and an Access name is refused.
+    void fileDatabaseRefusesAnotherName_data()
     {
         QTest::addColumn<QString>("name");
-        QTest::newRow("other extension") << QStringLiteral("accounts.db");
+        QTest::newRow("access name") << QStringLiteral("accounts.mdb");
+        QTest::newRow("other extension") << QStringLiteral("accounts.txt");
         QTest::newRow("picker cancelled") << QString();
     }
-    void accessRefusesAFileNotEndingInMdb()
+    void fileDatabaseRefusesAnotherName()
     {
         QFETCH(QString, name);
         WizardRun run;
@@ -234,8 +237,16 @@ private slots:
         QVERIFY(run.saved().isEmpty());
     }
 
-    void accessWritesTheTemplateAndAsksBeforeReplacing()
+    // Where Jet does not exist, the file the wizard writes is shown as what it is: an SQLite file.
+    void sqliteFileWritesTheTemplateAndAsksBeforeReplacing_data()
     {
+        QTest::addColumn<QString>("name");
+        QTest::newRow("db") << QStringLiteral("Servu.DB");
+        QTest::newRow("sqlite") << QStringLiteral("accounts.sqlite");
+    }
+    void sqliteFileWritesTheTemplateAndAsksBeforeReplacing()
+    {
+        QFETCH(QString, name);
         WizardRun run;
         const auto contents = [](const QString& path) {
             QFile file(path);
@@ -243,24 +254,28 @@ private slots:
         };
         const QByteArray template_ = contents(embedded::resourcePath(embedded::TemplateDatabase));
         QVERIFY(template_.startsWith("SQLite format 3"));
-        const QString path = run.program.env.path(QStringLiteral("Servu.MDB"));
-        const QString jet = QStringLiteral("Provider=Microsoft.Jet.OLEDB.4.0;Data Source=") + path + QStringLiteral(";Persist Security Info=False");
+        const QString path = run.program.env.path(name);
+        const QString sqlite = QStringLiteral("Provider=SQLite;Data Source=") + path;
 
+        QCOMPARE(run.wizard.findChild<QAbstractButton*>(QStringLiteral("optAccess"))->text(), QStringLiteral("SQLite"));
         run.toCreatePage("optAccess");
+        QCOMPARE(run.wizard.findChild<QLabel*>(QStringLiteral("lblSubheading"))->text(), QStringLiteral("A new SQLite database file."));
         // The picker's answer comes back trimmed and without NULs.
         run.prompter().answerFile(path + QChar(0) + QStringLiteral("  "));
         run.click("cmdPage2Next");
         const PromptRecord picker = run.prompter().records().value(0);
-        QCOMPARE(picker.caption, QStringLiteral("Save Access Database"));
-        QCOMPARE(picker.text, QStringLiteral("Access DB (*.mdb)"));
-        QCOMPARE(picker.defaultText, QStringLiteral("servu.mdb"));
+        QCOMPARE(picker.caption, QStringLiteral("Save SQLite Database"));
+        QCOMPARE(picker.text, QStringLiteral("SQLite database (*.db *.sqlite)"));
+        QCOMPARE(picker.defaultText, QStringLiteral("servu.db"));
         QCOMPARE(contents(path), template_);
-        QCOMPARE(run.saved(), jet);
-        QCOMPARE(run.program.windows.configure().connectionString(), jet);
+        QCOMPARE(run.saved(), sqlite);
+        QCOMPARE(run.program.windows.configure().connectionString(), sqlite);
         QCOMPARE(run.wizard.currentPage(), 3);
-        const QString log = run.logOf({"create access database", "save the connection string", "Finish database creation"});
+        const QString log = run.logOf({"create sqlite database", "save the connection string", "Finish database creation"});
         QCOMPARE(run.wizard.logText(), log);
-        QVERIFY(Database(run.saved()).open());
+        Database written(run.saved());
+        QVERIFY(written.open());
+        QVERIFY(written.select(QStringLiteral("select username from users")).isValid());
         run.click("cmdFinish");
         QVERIFY(!run.wizard.isVisible());
         QCOMPARE(run.wizard.currentPage(), 1);
@@ -339,56 +354,70 @@ private slots:
     {
         QTest::addColumn<QString>("option");
         QTest::addColumn<QString>("server");
-        QTest::addColumn<int>("timeoutMs");
-        // FreeTDS has no integrated security: the open fails at once, long before the time-out.
-        QTest::newRow("sql server") << "optSQL" << "127.0.0.1,%1" << 20000;
-        QTest::newRow("postgresql") << "optPostgreSQL" << "127.0.0.1:%1" << 400;
+        QTest::addColumn<QString>("driver");
+        // Without integrated security the wizard asks for a log-on, and the open then reaches the server.
+        QTest::newRow("sql server") << "optSQL" << "127.0.0.1,%1" << "QODBC";
+        QTest::newRow("postgresql") << "optPostgreSQL" << "127.0.0.1:%1" << "QPSQL";
     }
     void unreachableServerGivesUp()
     {
         QFETCH(QString, option);
         QFETCH(QString, server);
-        QFETCH(int, timeoutMs);
-        const bool waits = timeoutMs < 1000;
-        QUILLMERE_REQUIRE(!waits || QSqlDatabase::isDriverAvailable(QStringLiteral("QPSQL")), QStringLiteral("no QPSQL driver"));
+        QFETCH(QString, driver);
+        const int timeoutMs = 400;
+        QUILLMERE_REQUIRE(QSqlDatabase::isDriverAvailable(driver), QStringLiteral("no %1 driver").arg(driver));
         // Accepts connections and never says a word.
         QTcpServer silent;
         QVERIFY(silent.listen(QHostAddress::LocalHost));
         WizardRun run;
         run.wizard.setConnectTimeout(std::chrono::milliseconds(timeoutMs));
         run.toCreatePage(qPrintable(option));
-        run.prompter().answerInput(server.arg(silent.serverPort())).answerInput(QStringLiteral("Vantrel"));
-        run.prompter().answerMessage(prompt::Answer::Ok);
+        const QString typedServer = server.arg(silent.serverPort());
+        run.prompter().answerInput(typedServer).answerInput(QStringLiteral("Vantrel"));
+        if (option == QLatin1String("optSQL")) {
+            run.prompter().onModal(QStringLiteral("frmDataLink"), [&](QWidget* dataLink) {
+                const auto box = [dataLink](const char* name) { return dataLink->findChild<QLineEdit*>(QLatin1String(name)); };
+                const auto enabled = [dataLink](const char* name) { return dataLink->findChild<QWidget*>(QLatin1String(name))->isEnabled(); };
+                // The server typed and the database to be created are not the dialog's to change.
+                QCOMPARE(box("txtServer")->text(), typedServer);
+                QVERIFY(!enabled("cboProvider") && !enabled("txtServer") && !enabled("txtDatabase") && !enabled("optIntegrated"));
+                QVERIFY(dataLink->findChild<QAbstractButton*>(QStringLiteral("optUserPassword"))->isChecked());
+                run.prompter().answerMessage(prompt::Answer::Ok, QStringLiteral("Please enter the user name."));
+                dataLink->findChild<QAbstractButton*>(QStringLiteral("cmdOK"))->click();
+                QVERIFY(dataLink->isVisible());
+                box("txtUserName")->setText(QStringLiteral("sa"));
+                box("txtPassword")->setText(QStringLiteral("Secret;1"));
+                dataLink->findChild<QAbstractButton*>(QStringLiteral("cmdOK"))->click();
+                run.prompter().answerMessage(prompt::Answer::Ok, QStringLiteral("There was an error while connecting"));
+            });
+        } else {
+            run.prompter().answerMessage(prompt::Answer::Ok, QStringLiteral("There was an error while connecting"));
+        }
 
         // While it waits the window keeps working: a second click and Escape change nothing.
         bool busyMeanwhile = false;
         bool nextEnabledMeanwhile = true;
-        if (waits) {
-            QTimer::singleShot(100, &run.wizard, [&] {
-                busyMeanwhile = run.wizard.isBusy();
-                nextEnabledMeanwhile = run.wizard.findChild<QWidget*>(QStringLiteral("cmdPage2Next"))->isEnabled();
-                run.wizard.cmdPage2Next_Click();
-                QTest::keyClick(&run.wizard, Qt::Key_Escape);
-            });
-        }
+        QTimer::singleShot(100, &run.wizard, [&] {
+            busyMeanwhile = run.wizard.isBusy();
+            nextEnabledMeanwhile = run.wizard.findChild<QWidget*>(QStringLiteral("cmdPage2Next"))->isEnabled();
+            run.wizard.cmdPage2Next_Click();
+            QTest::keyClick(&run.wizard, Qt::Key_Escape);
+        });
         QElapsedTimer clock;
         clock.start();
         run.click("cmdPage2Next");
         const qint64 elapsed = clock.elapsed();
 
-        run.expectMessage(QStringLiteral("Error: Database unreachable"),
-                          QStringLiteral("There was an error while connecting to your database. \r\nPlease Try again"),
-                          prompt::Icon::Exclamation);
+        const PromptRecord unreachable = run.prompter().messages().constLast();
+        QCOMPARE(unreachable.caption, QStringLiteral("Error: Database unreachable"));
+        QCOMPARE(unreachable.text, QStringLiteral("There was an error while connecting to your database. \r\nPlease Try again"));
+        QCOMPARE(unreachable.icon, prompt::Icon::Exclamation);
         QCOMPARE(run.prompter().unusedSteps(), 0);
-        // Bounds of behaviour, not of speed: SQL Server's refusal comes before the time-out,
-        // and the silent PostgreSQL server is given up on rather than waited for.
-        QVERIFY2(elapsed < (waits ? timeoutMs + 10000 : timeoutMs), qPrintable(QString::number(elapsed)));
-        if (waits) {
-            QVERIFY2(elapsed >= timeoutMs, qPrintable(QString::number(elapsed)));
-            QVERIFY(busyMeanwhile);
-            QVERIFY(!nextEnabledMeanwhile);
-            QVERIFY(silent.hasPendingConnections() || silent.waitForNewConnection(1000));
-        }
+        // Bounds of behaviour, not of speed: the silent server is given up on rather than waited for.
+        QVERIFY2(elapsed >= timeoutMs && elapsed < timeoutMs + 10000, qPrintable(QString::number(elapsed)));
+        QVERIFY(busyMeanwhile);
+        QVERIFY(!nextEnabledMeanwhile);
+        QVERIFY(silent.hasPendingConnections() || silent.waitForNewConnection(1000));
         QVERIFY(run.wizard.isVisible());
         QVERIFY(!run.wizard.isBusy());
         QVERIFY(run.wizard.findChild<QWidget*>(QStringLiteral("cmdPage2Next"))->isEnabled());
@@ -474,14 +503,22 @@ private slots:
         QVERIFY(Session(run.program.env.context).open(Session::Feedback::Quiet));
     }
 
-    void existingAccessFileIsRecordedNotWritten()
+    void existingFileIsRecordedNotWritten()
     {
         WizardRun run;
-        const QString path = run.program.env.path(QStringLiteral("elsewhere.mdb"));
+        // The Jet string an earlier wizard saved for its file still opens it.
+        const QString earlier = run.program.env.path(QStringLiteral("servu.mdb"));
+        QVERIFY(embedded::writeEmbeddedFile(embedded::TemplateDatabase, earlier));
+        run.program.env.settings.saveConnectionString(QStringLiteral("Provider=Microsoft.Jet.OLEDB.4.0;Data Source=") + earlier
+                                                      + QStringLiteral(";Persist Security Info=False"));
+        QVERIFY(Session(run.program.env.context).open(Session::Feedback::Quiet));
+
+        const QString path = run.program.env.path(QStringLiteral("elsewhere.db"));
         run.wizard.showFormFace(4);
         run.prompter().answerFile(path);
         run.click("cmdPage4Next");
-        QCOMPARE(run.saved(), QStringLiteral("Provider=Microsoft.Jet.OLEDB.4.0;Data Source=%1;Persist Security Info=False").arg(path));
+        QCOMPARE(run.prompter().records().value(0).caption, QStringLiteral("Save SQLite Database"));
+        QCOMPARE(run.saved(), QStringLiteral("Provider=SQLite;Data Source=%1").arg(path));
         QVERIFY(!QFile::exists(path));
         QVERIFY(!run.wizard.isVisible());
     }

@@ -2,8 +2,13 @@
 
 #include "platform/InstanceLock.h"
 
+#include <QFile>
+#include <QSignalSpy>
 #include <QTemporaryDir>
 #include <QTest>
+#include <QThread>
+
+#include <memory>
 
 class TestInstanceLock : public QObject
 {
@@ -22,6 +27,37 @@ private slots:
         QVERIFY(!second.isHeld());
         first.release();
         QVERIFY(second.tryAcquire());
+    }
+
+    void holderShowsItselfWhenAsked_data()
+    {
+        QTest::addColumn<bool>("leftBehind");
+        QTest::newRow("fresh runtime folder") << false;
+        QTest::newRow("socket file of a run that died") << true;
+    }
+
+    void holderShowsItselfWhenAsked()
+    {
+        QFETCH(bool, leftBehind);
+        QTemporaryDir dir;
+        InstanceLock first(dir.filePath(QStringLiteral("Vantrel.lock")));
+        InstanceLock second(first.lockFilePath());
+        QCOMPARE(first.socketPath(), dir.filePath(QStringLiteral("Vantrel.socket")));
+        if (leftBehind) {
+            QFile socketFile(first.socketPath());
+            QVERIFY(socketFile.open(QIODevice::WriteOnly));
+        }
+        QVERIFY(!second.askHolderToShow());
+        QVERIFY(first.tryAcquire());
+        QSignalSpy asked(&first, &InstanceLock::showRequested);
+        bool answered = false;
+        std::unique_ptr<QThread> asking(QThread::create([&] { answered = second.askHolderToShow(); }));
+        asking->start();
+        QTRY_VERIFY(asking->isFinished());
+        QVERIFY(answered);
+        QCOMPARE(asked.count(), 1);
+        first.release();
+        QVERIFY(!QFile::exists(first.socketPath()));
     }
 
     void lockLivesInTheRuntimeFolder()

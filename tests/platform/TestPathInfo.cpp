@@ -80,6 +80,26 @@ private slots:
         QTEST(facts.isNetworkPath, "network");
     }
 
+    // Only a path beginning with "/" keeps its case; every other form is stored lower-cased.
+    void storedCase_data()
+    {
+        QTest::addColumn<QString>("typed");
+        QTest::addColumn<QString>("stored");
+        QTest::newRow("posix") << "/srv/ftp/Incoming" << "/srv/ftp/Incoming";
+        QTest::newRow("posix, slash unc form") << "//Server/Share" << "//Server/Share";
+        QTest::newRow("drive") << "C:\\FTP\\Users\\Bob" << "c:\\ftp\\users\\bob";
+        QTest::newRow("drive, forward slashes") << "D:/Pub" << "d:/pub";
+        QTest::newRow("unc") << "\\\\Server\\Share\\Bob" << "\\\\server\\share\\bob";
+        QTest::newRow("blank before the slash") << " /Srv" << " /srv";
+        QTest::newRow("relative") << "Ftp/Bob" << "ftp/bob";
+        QTest::newRow("empty") << "" << "";
+    }
+    void storedCase()
+    {
+        QFETCH(QString, typed);
+        QTEST(storedPathCase(typed), "stored");
+    }
+
     void networkFileSystems()
     {
         QVERIFY(isNetworkFileSystemType(QStringLiteral("nfs4")));

@@ -148,6 +148,27 @@ private slots:
         QCOMPARE(store.getRegSettings(QStringLiteral("servu_path")), QString());
     }
 
+    void saveThatCannotLandFailsAndSpoilsNoRead()
+    {
+        // Nothing can be made beside a file whose name is as long as a name may be, not
+        // even by root: the save's lock and temporary files fail as in a folder that
+        // cannot be written, while the file itself can.
+        const QString path = m_dir.filePath(QString(251, QLatin1Char('s')) + QStringLiteral(".ini"));
+        QFile file(path);
+        QVERIFY(file.open(QIODevice::WriteOnly));
+        file.write("[software]\nOrvane\\serv-u\\connectionstring\\Default=\"Provider=SQLite;Data Source=a.db\"\n"
+                   "Orvane\\serv-u\\settings\\servu_path=/opt/old/\n");
+        file.close();
+
+        auto store = storeAt(path);
+        QVERIFY(!store.saveRegSetting(QStringLiteral("servu_path"), QStringLiteral("/opt/new/")));
+        QVERIFY(!store.saveConnectionString(QStringLiteral("Provider=SQLite;Data Source=b.db")));
+        for (const SettingsStore& reader : {store, storeAt(path, SettingsStore::Access::ReadOnly)}) {
+            QCOMPARE(reader.getRegSettings(QStringLiteral("servu_path")), QStringLiteral("/opt/old/"));
+            QCOMPARE(reader.readConnectionString(), QStringLiteral("Provider=SQLite;Data Source=a.db"));
+        }
+    }
+
     void unparsableFileReadsEmptyAndIsNotOverwritten()
     {
         const QString path = freshPath();

@@ -5,9 +5,11 @@
 #include "TestDatabase.h"
 
 #include "db/DatabaseWizardWindow.h"
+#include "platform/DateForm.h"
 #include "server/ConfigureWindow.h"
 #include "shell/EmbeddedFiles.h"
 
+#include <QComboBox>
 #include <QDir>
 #include <QFile>
 #include <QFocusEvent>
@@ -46,10 +48,16 @@ class TestConfigureWindow : public QObject
 private slots:
     void init()
     {
+        // The installation's date form is taken from this locale: M/d/yyyy.
+        QLocale::setDefault(QLocale(QStringLiteral("en_US")));
         m_program = std::make_unique<ProgramUnderTest>();
         m_program->env.tray.add(TrayPicture::Blue, QStringLiteral("Quillmere"));
     }
-    void cleanup() { m_program.reset(); }
+    void cleanup()
+    {
+        m_program.reset();
+        QLocale::setDefault(QLocale::c());
+    }
 
     void designTimeTexts()
     {
@@ -57,7 +65,8 @@ private slots:
         QCOMPARE(window().windowTitle(), QStringLiteral("Quillmere Configuration"));
         const QList<QPair<const char*, const char*>> captions{
             {"Frame4", "Serv-u program path"}, {"Frame6", "Default FTP server directory"}, {"Frame1", "Database"},
-            {"Frame5", "Global IP Access Rules"}, {"Label3", "Must be located on this computer."},
+            {"Frame5", "Global IP Access Rules"}, {"fraDates", "Dates"}, {"lblDateFormat", "Short date form of the account dates"},
+            {"Label3", "Must be located on this computer."},
             {"Label1", "Database connection string"}, {"lblRules", "No IP rules are set. Server is available to everyone."},
             {"cmdBrowseProgramPath", "..."}, {"cmdBrowseServerPath", "..."}, {"cmdConnectionString", "Database Wizard"},
             {"cmdGlobalIPAccess", "Modify IP Rules"}, {"cmdCommitChanges", "Commit changes"}, {"cmdCancel", "Cancel"}};
@@ -70,6 +79,11 @@ private slots:
         QVERIFY(ftpDirectory()->text().endsWith(QDir::separator()));
         QCOMPARE(connectionString()->toPlainText(), QString());
         QVERIFY(connectionString()->verticalScrollBarPolicy() != Qt::ScrollBarAlwaysOff);
+        // The installation's form comes first and is chosen; the common forms follow.
+        auto* forms = control<QComboBox>("cboDateFormat");
+        QCOMPARE(forms->currentData().toString(), m_program->env.dates.pattern());
+        QCOMPARE(forms->currentIndex(), 0);
+        QVERIFY(forms->findData(QStringLiteral("yyyy-MM-dd")) > 0);
 
         QTimer* timer = findTimer(&window(), QStringLiteral("tmrEnableCommit"));
         QCOMPARE(timer->interval(), 100);
@@ -132,6 +146,7 @@ private slots:
     void cancelHidesAndSavesNothing()
     {
         QFETCH(bool, byEscape);
+        const QByteArray settingsBefore = contents(m_program->env.settingsPath());
         window().enableCommitTimer();
         window().show();
         servuPath()->setText(QStringLiteral("/opt/elsewhere/"));
@@ -142,7 +157,7 @@ private slots:
             QTest::mouseClick(control<QPushButton>("cmdCancel"), Qt::LeftButton);
         QVERIFY(!window().isVisible());
         QVERIFY(!window().isCommitTimerActive());
-        QVERIFY(!QFile::exists(m_program->env.settingsPath()));
+        QCOMPARE(contents(m_program->env.settingsPath()), settingsBefore);
         QVERIFY(!m_program->env.process.hasEnded());
         QCOMPARE(m_program->env.tray.current(), TrayPicture::Blue);
         // The boxes keep what was typed for the next opening.
@@ -151,6 +166,7 @@ private slots:
 
     void cancelInRepairModeEndsTheProgram()
     {
+        const QByteArray settingsBefore = contents(m_program->env.settingsPath());
         window().setTag(QStringLiteral("CDB"));
         window().enableCommitTimer();
         window().show();
@@ -171,7 +187,7 @@ private slots:
         QVERIFY(!m_program->env.tray.isAdded());
         QCOMPARE(m_program->env.process.exitCodes(), QList<int>({0}));
         QVERIFY(!window().isCommitTimerActive());
-        QVERIFY(!QFile::exists(m_program->env.settingsPath()));
+        QCOMPARE(contents(m_program->env.settingsPath()), settingsBefore);
     }
 
 private:
@@ -240,16 +256,25 @@ private slots:
         QCOMPARE(contents(server.folder + QStringLiteral("/Gatewick.dll")), carried.readAll());
         QCOMPARE(contents(server.ini), QByteArray("[EXTERNAL]\r\nClientCheckDLL1=Gatewick.dll\r\n\r\n[GLOBAL]\r\nVersion=6.4\r\n\r\n"));
 
-        // A second commit writes neither the plug-in nor the INI file again.
+        // A second commit writes neither the plug-in nor the INI file again. It changes
+        // the date form: every stored date is written anew in it, and every process reads it.
         QFile plugin(server.folder + QStringLiteral("/Gatewick.dll"));
         QVERIFY(plugin.open(QIODevice::WriteOnly));
         plugin.write("an older plug-in");
         plugin.close();
         const QByteArray registered = contents(server.ini);
+        db->exec(QStringLiteral("INSERT INTO users (username, homedir, max_concurrent, max_logins_per_ip, Expires, DisableOn) "
+                                "VALUES ('dated', 'c:\\x', 1, 1, '12/1/2026', 'soon')"));
+        auto* forms = control<QComboBox>("cboDateFormat");
+        forms->setCurrentIndex(forms->findData(QStringLiteral("yyyy-MM-dd")));
         window().show();
         commitAnswering(prompt::Answer::Ok, QStringLiteral("You must restart"));
         QCOMPARE(contents(server.folder + QStringLiteral("/Gatewick.dll")), QByteArray("an older plug-in"));
         QCOMPARE(contents(server.ini), registered);
+        QCOMPARE(db->column(QStringLiteral("select Expires from users")), QStringList({"2026-12-01"}));
+        QCOMPARE(db->column(QStringLiteral("select DisableOn from users")), QStringList({"soon"}));
+        QCOMPARE(settings.getRegSettings(DateForm::SettingName), QStringLiteral("yyyy-MM-dd"));
+        QCOMPARE(m_program->env.dates.pattern(), QStringLiteral("yyyy-MM-dd"));
     }
 
     void bothIniFilesAskWhichOne_data()

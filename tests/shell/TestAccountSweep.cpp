@@ -3,6 +3,7 @@
 #include "TestMain.h"
 
 #include "db/SqlText.h"
+#include "platform/DateForm.h"
 #include "shell/AccountSweep.h"
 #include "shell/MainWindow.h"
 
@@ -77,6 +78,44 @@ private slots:
         QVERIFY(program.env.prompter.records().isEmpty());
     }
 
+    void installationFormHoldsUnderEveryLocale_data()
+    {
+        // The texts were written under the first locale; the sweep runs under the second.
+        QTest::addColumn<TestEngine>("engine");
+        QTest::addColumn<QString>("installedUnder");
+        QTest::addColumn<QString>("locale");
+        QTest::addColumn<QString>("due");
+        QTest::addColumn<QString>("notYet");
+        QTest::newRow("en_GB text, en_US process") << TestEngine::Sqlite << "en_GB" << "en_US" << "22/11/2026" << "01/12/2026";
+        QTest::newRow("en_US text, en_GB process") << TestEngine::Sqlite << "en_US" << "en_GB" << "11/22/2026" << "12/1/2026";
+        QTest::newRow("de_DE text, en_US process") << TestEngine::Sqlite << "de_DE" << "en_US" << "22.11.2026" << "01.12.2026";
+        QTest::newRow("C text, de_DE process") << TestEngine::Sqlite << "C" << "de_DE" << "22 Nov 2026" << "1 Dec 2026";
+    }
+
+    void installationFormHoldsUnderEveryLocale()
+    {
+        QFETCH(QString, installedUnder);
+        QFETCH(QString, locale);
+        QFETCH(QString, due);
+        QFETCH(QString, notYet);
+        QLocale::setDefault(QLocale(installedUnder));
+        ProgramUnderTest program;
+        program.env.clock.setNow(QDateTime(QDate(2026, 11, 22), QTime(8, 0)));
+        QUILLMERE_OPEN_DATABASE(db, program.env);
+        addUser(*db, QStringLiteral("due"), due, due);
+        addUser(*db, QStringLiteral("not-yet"), notYet, notYet);
+
+        // A later process of the installation, started under another locale (ssh, sudo, cron).
+        QLocale::setDefault(QLocale(locale));
+        program.env.dates = DateForm::forInstallation(program.env.settings);
+        accountSweep(program.env.context);
+
+        QCOMPARE(rowsOf(*db, QStringLiteral("due")), 0);
+        QCOMPARE(rowsOf(*db, QStringLiteral("not-yet")), 5);
+        QCOMPARE(db->column(QStringLiteral("select disable_user from users")), QStringList({"0"}));
+        QVERIFY(program.env.log.contains(QStringLiteral("User 'due' is expired")));
+    }
+
     void disableDateSwitchesTheAccountOffOnce_data() { addEngineRows(); }
     void disableDateSwitchesTheAccountOffOnce()
     {
@@ -101,24 +140,47 @@ private slots:
         QCOMPARE(db->column(QStringLiteral("select disable_user from users where username='due'")), QStringList({"0"}));
     }
 
-    void missingTableStopsTheSweepWithItsMessage_data() { addEngineRows(); }
-    void missingTableStopsTheSweepWithItsMessage()
+    void failureStopsTheSweepWithItsMessage_data()
     {
+        // What is left of the account's rows in the first three tables.
+        QTest::addColumn<TestEngine>("engine");
+        QTest::addColumn<bool>("commitRefused");
+        QTest::addColumn<int>("childRowsLeft");
+        QTest::newRow("sqlite, missing table") << TestEngine::Sqlite << false << 0;
+        QTest::newRow("postgresql, missing table") << TestEngine::PostgreSql << false << 0;
+        // Another connection reads the file, so the writer's commit cannot take its lock.
+        QTest::newRow("sqlite, commit refused") << TestEngine::Sqlite << true << 3;
+    }
+
+    void failureStopsTheSweepWithItsMessage()
+    {
+        QFETCH(bool, commitRefused);
+        QFETCH(int, childRowsLeft);
         ProgramUnderTest program;
         QUILLMERE_OPEN_DATABASE(db, program.env);
         addUser(*db, QStringLiteral("gone"), QStringLiteral("1/1/2020"), QStringLiteral("1/1/2020"));
-        db->exec(QStringLiteral("DROP TABLE ratio_free_files"));
         program.env.prompter.answerMessage(prompt::Answer::Ok);
-
-        accountSweep(program.env.context);
+        Database holder(db->connectionString());
+        if (commitRefused) {
+            QVERIFY(holder.open() && holder.beginTransaction());
+            Rows held = holder.select(QStringLiteral("select username from users"));
+            QVERIFY(held.next());
+            accountSweep(program.env.context);
+            holder.rollback();
+        } else {
+            db->exec(QStringLiteral("DROP TABLE ratio_free_files"));
+            accountSweep(program.env.context);
+        }
 
         QCOMPARE(program.env.prompter.messageTexts(),
                  QStringList({"The database specified may have incorrect tables or be missing.\r\n"
                               "Please check your database and your connection string."}));
-        for (const char* emptied : {"blocked_ips_by_user", "dir_rights", "file_rights"})
-            QCOMPARE(db->count(QStringLiteral("select username from %1").arg(QLatin1String(emptied))), 0);
+        int childRows = 0;
+        for (const char* child : {"blocked_ips_by_user", "dir_rights", "file_rights"})
+            childRows += db->count(QStringLiteral("select username from %1").arg(QLatin1String(child)));
+        QCOMPARE(childRows, childRowsLeft);
         QCOMPARE(db->column(QStringLiteral("select username from users")), QStringList({"gone"}));
-        // The sweep ended there: the account was not disabled either.
+        // The sweep ended there: the account was not disabled either, and no deletion was logged.
         QCOMPARE(db->column(QStringLiteral("select disable_user from users")), QStringList({"0"}));
         QVERIFY(!program.env.log.contains(QStringLiteral("User 'gone' is expired")));
     }
@@ -134,14 +196,23 @@ private slots:
                                 "VALUES ('lower', 'c:\\ftp\\lower', 1, 1)"));
         db->exec(QStringLiteral("INSERT INTO dir_rights (username, directory, dir_rights, inherit_subdirs) "
                                 "VALUES ('Mixed', 'D:\\Shared\\Up', 'RWL', 1)"));
+        // POSIX paths name folders on a case-sensitive file system and keep their case.
+        db->exec(QStringLiteral("INSERT INTO users (username, homedir, max_concurrent, max_logins_per_ip) "
+                                "VALUES ('Posix', '/srv/ftp/Incoming', 1, 1)"));
+        db->exec(QStringLiteral("INSERT INTO dir_rights (username, directory, dir_rights, inherit_subdirs) "
+                                "VALUES ('Posix', '/srv/ftp/Incoming/Up', 'RWL', 1)"));
 
         lowerCaseStoredPaths(program.env.context);
 
-        QCOMPARE(db->column(QStringLiteral("select homedir from users order by username")),
+        QCOMPARE(db->column(QStringLiteral("select homedir from users where username <> 'Posix' order by username")),
                  QStringList({"c:\\ftp\\mixed", "c:\\ftp\\lower"}));
-        QCOMPARE(db->column(QStringLiteral("select directory from dir_rights")), QStringList({"d:\\shared\\up"}));
+        QCOMPARE(db->column(QStringLiteral("select directory from dir_rights where username='Mixed'")), QStringList({"d:\\shared\\up"}));
+        QCOMPARE(db->column(QStringLiteral("select homedir from users where username='Posix'")), QStringList({"/srv/ftp/Incoming"}));
+        QCOMPARE(db->column(QStringLiteral("select directory from dir_rights where username='Posix'")),
+                 QStringList({"/srv/ftp/Incoming/Up"}));
         // Names are not paths and stay as they are; nothing was said to the administrator.
-        QCOMPARE(db->column(QStringLiteral("select username from users order by username")), QStringList({"Mixed", "lower"}));
+        QCOMPARE(db->column(QStringLiteral("select username from users where username <> 'Posix' order by username")),
+                 QStringList({"Mixed", "lower"}));
         QVERIFY(program.env.prompter.records().isEmpty());
     }
 

@@ -4,7 +4,6 @@
 #include "TestMain.h"
 
 #include "db/SqlText.h"
-#include "platform/RegionalDate.h"
 #include "shell/AppInfo.h"
 
 #include <QTest>
@@ -15,8 +14,8 @@ class TestCommandLine : public QObject
 {
     Q_OBJECT
 
-    // The program runs on today's date in the C locale's short form.
-    static QString day(int fromToday) { return regional::shortDate(QDate::currentDate().addDays(fromToday), QLocale::c()); }
+    // A date from today by the system's clock, which the program runs on, in the installation's form.
+    static QString day(const TestEnvironment& env, int fromToday) { return env.dates.format(QDate::currentDate().addDays(fromToday)); }
 
     static void addAccount(TestDatabase& db, const QString& name, const QString& expires, const QString& disableOn)
     {
@@ -33,27 +32,27 @@ private slots:
         TestEnvironment env;
         QUILLMERE_OPEN_DATABASE(db, env);
         const QDate today = QDate::currentDate();
-        addAccount(*db, QStringLiteral("gone"), day(-1), {});
-        addAccount(*db, QStringLiteral("switch"), QStringLiteral(""), day(0));
-        addAccount(*db, QStringLiteral("say \"hi\", then"), day(5), day(2));
-        addAccount(*db, QStringLiteral("later"), day(40), {});
+        addAccount(*db, QStringLiteral("gone"), day(env, -1), {});
+        addAccount(*db, QStringLiteral("switch"), QStringLiteral(""), day(env, 0));
+        addAccount(*db, QStringLiteral("say \"hi\", then"), day(env, 5), day(env, 2));
+        addAccount(*db, QStringLiteral("later"), day(env, 40), {});
         addAccount(*db, QStringLiteral("dateless"), QStringLiteral(""), {});
         addAccount(*db, QStringLiteral("word"), QStringLiteral("soon"), {});
 
         const ConsoleRun report = runVantrel({QStringLiteral("--report-expiring"), QStringLiteral("30")}, env.settingsPath());
         QVERIFY2(report.finished && report.exitCode == 0, qPrintable(report.errors));
         QCOMPARE(report.lines(), QStringList({QStringLiteral("User name,Expires,Disable on,Days left,Sweep action"),
-                                              QStringLiteral("gone,%1,,-1,delete").arg(day(-1)),
-                                              QStringLiteral("switch,,%1,0,disable").arg(day(0)),
-                                              QStringLiteral("\"say \"\"hi\"\", then\",%1,%2,2,disable").arg(day(5), day(2))}));
+                                              QStringLiteral("gone,%1,,-1,delete").arg(day(env, -1)),
+                                              QStringLiteral("switch,,%1,0,disable").arg(day(env, 0)),
+                                              QStringLiteral("\"say \"\"hi\"\", then\",%1,%2,2,disable").arg(day(env, 5), day(env, 2))}));
         QCOMPARE(runVantrel({QStringLiteral("--report-expiring"), QStringLiteral("40")}, env.settingsPath()).lines().value(4),
-                 QStringLiteral("later,%1,,40,delete").arg(day(40)));
+                 QStringLiteral("later,%1,,40,delete").arg(day(env, 40)));
 
         const ConsoleRun sweep = runVantrel({QStringLiteral("--sweep")}, env.settingsPath());
         QVERIFY2(sweep.finished && sweep.exitCode == 0, qPrintable(sweep.errors));
         // The status log's own lines, each after the log's time stamp.
         for (const QString& line : sweep.lines())
-            QVERIFY2(line.startsWith(day(0) + QLatin1Char(' ')) && line.contains(QStringLiteral(":  ")), qPrintable(line));
+            QVERIFY2(line.startsWith(day(env, 0) + QLatin1Char(' ')) && line.contains(QStringLiteral(":  ")), qPrintable(line));
         QVERIFY(sweep.out.contains(QStringLiteral(":  attempt to open database\n")));
         QVERIFY(sweep.out.contains(QStringLiteral(":  User 'gone' is expired\n")));
         QVERIFY(sweep.out.contains(QStringLiteral(":  User 'word' has an expiry date 'soon' that is not a date; left as it is\n")));
@@ -63,7 +62,7 @@ private slots:
 
         // A failed statement ends the sweep with 2 and its message, which nobody has to answer.
         db->exec(QStringLiteral("DROP TABLE ratio_free_files"));
-        addAccount(*db, QStringLiteral("expired"), day(-3), {});
+        addAccount(*db, QStringLiteral("expired"), day(env, -3), {});
         const ConsoleRun failed = runVantrel({QStringLiteral("--sweep")}, env.settingsPath());
         QVERIFY(failed.finished);
         QCOMPARE(failed.exitCode, 2);

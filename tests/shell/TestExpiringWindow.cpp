@@ -3,7 +3,7 @@
 
 #include "db/Database.h"
 #include "db/SqlText.h"
-#include "platform/RegionalDate.h"
+#include "platform/DateForm.h"
 #include "shell/ExpiringAccounts.h"
 #include "shell/ExpiringWindow.h"
 #include "shell/MainWindow.h"
@@ -85,8 +85,8 @@ private slots:
         const QDate today = program.env.clock.now().date();
         Database db(program.env.settings.readConnectionString());
         QVERIFY(db.open());
-        const auto day = [today](int fromToday) { return regional::shortDate(today.addDays(fromToday)); };
-        // Three days and twenty days ahead: the texts sort the other way round in some regional forms.
+        const auto day = [&program, today](int fromToday) { return program.env.dates.format(today.addDays(fromToday)); };
+        // Three days and twenty days ahead: as texts they sort the other way round in some forms.
         for (const auto& [name, expires, disableOn] : {std::tuple{"ann", day(3), QString()}, std::tuple{"Bob", QString(), day(1)},
                                                        std::tuple{"cid", day(20), QString()}, std::tuple{"dan", day(45), QString()},
                                                        std::tuple{"eve", QString(), QString()}})

@@ -3,6 +3,8 @@
 #include "TestTimers.h"
 
 #include "maintenance/AboutWindow.h"
+#include "platform/InstanceLock.h"
+#include "platform/SystemTrayIcon.h"
 #include "shell/MainWindow.h"
 #include "shell/StatusWindow.h"
 
@@ -15,6 +17,7 @@
 #include <QPlainTextEdit>
 #include <QPushButton>
 #include <QTest>
+#include <QThread>
 #include <QWindow>
 
 #include <memory>
@@ -29,7 +32,7 @@ class TestMainWindow : public QObject
 
     ProgramUnderTest& program() { return *m_program; }
     MainWindow& main() { return m_program->windows.main(); }
-    TrayIcon& tray() { return m_program->env.tray; }
+    RecordingTrayIcon& tray() { return m_program->env.tray; }
     ScriptedPrompter& prompter() { return m_program->env.prompter; }
 
     QPushButton* button(const char* name) { return main().findChild<QPushButton*>(QLatin1String(name)); }
@@ -89,33 +92,69 @@ private slots:
         QVERIFY(main().isVisible());
     }
 
-    void minimisingHidesToTheTray()
+    void hidingGoesToTheTrayOrElseTheTaskBar_data()
     {
-        main().setWindowState(Qt::WindowMinimized);
-        QTRY_VERIFY(!main().isVisible());
-        QVERIFY(!main().isMinimized());
+        QTest::addColumn<QString>("how");
+        QTest::addColumn<bool>("trayAvailable");
+        for (const char* how : {"minimise", "close box", "cmdOK"}) {
+            QTest::addRow("%s, tray", how) << how << true;
+            QTest::addRow("%s, no tray", how) << how << false;
+        }
+    }
+
+    void hidingGoesToTheTrayOrElseTheTaskBar()
+    {
+        QFETCH(QString, how);
+        QFETCH(bool, trayAvailable);
+        tray().setAvailable(trayAvailable);
+        // An edited user is not offered for saving.
+        main().pageState().pageChanged = true;
+        if (how == QLatin1String("minimise"))
+            main().setWindowState(Qt::WindowMinimized);
+        else if (how == QLatin1String("close box"))
+            QVERIFY(!main().close());
+        else
+            QTest::mouseClick(button("cmdOK"), Qt::LeftButton);
+        QTRY_COMPARE(main().isVisible(), !trayAvailable);
+        QCOMPARE(main().isMinimized(), !trayAvailable);
         QCOMPARE(tray().current(), TrayPicture::Green);
+        QVERIFY(prompter().records().isEmpty());
         // The program runs on, its timers too.
         QVERIFY(!program().env.process.hasEnded());
         QVERIFY(findTimer(&main(), QStringLiteral("tmrTime"))->isActive());
+
+        // Brought back by a double click on the icon, or from the task bar.
+        if (trayAvailable)
+            emit tray().mouseMessage(TrayIcon::LeftDoubleClick);
+        else
+            main().showNormal();
+        QVERIFY(main().isVisible());
+        QVERIFY(!main().isMinimized());
+        QCOMPARE(tray().current(), TrayPicture::Blue);
     }
 
-    void closeBoxHidesToTheTray()
+    void secondStartBringsTheWindowBack_data()
     {
-        QVERIFY(!main().close());
-        QVERIFY(!main().isVisible());
-        QCOMPARE(tray().current(), TrayPicture::Green);
-        QVERIFY(!program().env.process.hasEnded());
-        QVERIFY(prompter().records().isEmpty());
+        QTest::addColumn<bool>("trayAvailable");
+        QTest::newRow("hidden to the tray") << true;
+        QTest::newRow("minimised to the task bar") << false;
     }
 
-    void minimizeButtonHidesWithoutAskingForAnEditedUser()
+    void secondStartBringsTheWindowBack()
     {
-        main().pageState().pageChanged = true;
+        QFETCH(bool, trayAvailable);
+        tray().setAvailable(trayAvailable);
         QTest::mouseClick(button("cmdOK"), Qt::LeftButton);
-        QVERIFY(prompter().records().isEmpty());
-        QVERIFY(!main().isVisible());
-        QCOMPARE(tray().current(), TrayPicture::Green);
+        InstanceLock secondStart(program().env.instanceLock.lockFilePath());
+        QVERIFY(!secondStart.tryAcquire());
+        bool answered = false;
+        std::unique_ptr<QThread> asking(QThread::create([&] { answered = secondStart.askHolderToShow(); }));
+        asking->start();
+        QTRY_VERIFY(asking->isFinished());
+        QVERIFY(answered);
+        QVERIFY(main().isVisible());
+        QVERIFY(!main().isMinimized());
+        QCOMPARE(tray().current(), TrayPicture::Blue);
     }
 
     void minimizeButtonOffersToSaveAPendingCopy_data()
@@ -174,6 +213,14 @@ private slots:
         // Other mouse messages: nothing.
         main().trayMouseMessage(512);
         QVERIFY(!main().isVisible());
+
+#ifndef Q_OS_WIN
+        // Trays that report a click and never a double click (StatusNotifierItem hosts).
+        tray().change(TrayPicture::Green, QStringLiteral("Quillmere"));
+        main().trayMouseMessage(SystemTrayIcon::mouseMessageFor(QSystemTrayIcon::Trigger));
+        QVERIFY(main().isVisible());
+        QCOMPARE(tray().current(), TrayPicture::Blue);
+#endif
     }
 
     void trayRightButtonPopsUpTheIconMenu()
@@ -309,12 +356,43 @@ private slots:
         QCOMPARE(program().env.starter.documents(), QStringList({folder + QStringLiteral("/Pellbrook_Manual.pdf")}));
     }
 
-    void websiteItemOpensTheProductPage()
+    void helpSaysWhatTheDesktopCouldNotOpen_data()
     {
+        QTest::addColumn<QString>("control");
+        QTest::addColumn<bool>("opens");
+        QTest::newRow("manual not opened") << "cmdHelp" << false;
+        QTest::newRow("web page opened") << "help_web" << true;
+        QTest::newRow("web page not opened") << "help_web" << false;
+    }
+
+    void helpSaysWhatTheDesktopCouldNotOpen()
+    {
+        QFETCH(QString, control);
+        QFETCH(bool, opens);
+        const QString manual = program().env.programDir() + QStringLiteral("/Pellbrook_Manual.pdf");
+        touch(manual);
         qputenv("QUILLMERE_WEBSITE_URL", "http://127.0.0.1:9/servu/");
-        action("help_web")->trigger();
+        program().env.starter.setOpens(opens);
+        if (!opens)
+            prompter().answerMessage(prompt::Answer::Ok);
+        if (control == QLatin1String("cmdHelp"))
+            QTest::mouseClick(button("cmdHelp"), Qt::LeftButton);
+        else
+            action("help_web")->trigger();
         qunsetenv("QUILLMERE_WEBSITE_URL");
-        QCOMPARE(program().env.starter.urls(), QList<QUrl>({QUrl(QStringLiteral("http://127.0.0.1:9/servu/"))}));
+
+        if (control == QLatin1String("cmdHelp"))
+            QCOMPARE(program().env.starter.documents(), QStringList({QDir::toNativeSeparators(manual)}));
+        else
+            QCOMPARE(program().env.starter.urls(), QList<QUrl>({QUrl(QStringLiteral("http://127.0.0.1:9/servu/"))}));
+        const QString named = control == QLatin1String("cmdHelp")
+            ? QStringLiteral("Quillmere could not open the help file. Open it with a PDF viewer:\r\n\r\n")
+                + QDir::toNativeSeparators(manual)
+            : QStringLiteral("Quillmere could not open the web page. Open it in a web browser:\r\n\r\n"
+                             "http://127.0.0.1:9/servu/");
+        QCOMPARE(prompter().messageTexts(), opens ? QStringList() : QStringList({named}));
+        if (!opens)
+            QCOMPARE(prompter().messages()[0].icon, prompt::Icon::Exclamation);
     }
 };
 

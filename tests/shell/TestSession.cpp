@@ -2,14 +2,19 @@
 #include "TestDatabase.h"
 #include "TestMain.h"
 
+#include "platform/QtPrompter.h"
 #include "server/ConfigureWindow.h"
 #include "shell/Session.h"
 
+#include <QApplication>
 #include <QLineEdit>
+#include <QMessageBox>
 #include <QPlainTextEdit>
+#include <QPointer>
 #include <QPushButton>
 #include <QSqlDatabase>
 #include <QTest>
+#include <QTimer>
 
 // One session per operation: the open, the connection-error dialog with its
 // repair and give-up paths, quiet opens and statement failures.
@@ -82,6 +87,56 @@ private slots:
         QCOMPARE(trayAtCriticalMessage, TrayPicture::Red);
         QVERIFY(!program.env.tray.isAdded());
         QCOMPARE(program.env.process.exitCodes(), QList<int>({0}));
+    }
+
+    void escapeAndTheCloseBoxDoNotGiveUp_data()
+    {
+        QTest::addColumn<bool>("escape");
+        QTest::newRow("Escape") << true;
+        QTest::newRow("close box") << false;
+    }
+
+    void escapeAndTheCloseBoxDoNotGiveUp()
+    {
+        QFETCH(bool, escape);
+        ProgramUnderTest program;
+        TestEnvironment& env = program.env;
+        env.tray.add(TrayPicture::Blue, QStringLiteral("Quillmere"));
+        env.settings.saveConnectionString(unreachable());
+        QtPrompter realBoxes;
+        AppContext context(env.settings, env.dates, realBoxes, env.log, env.clock, env.tray, env.starter, env.process,
+                           env.instanceLock, env.keys, env.programDir());
+
+        // The administrator tries to get rid of the box, then looks again: if it is
+        // still there, answers Yes; any other box is closed.
+        QPointer<QMessageBox> box;
+        bool stayed = false;
+        QTimer administrator;
+        administrator.setInterval(10);
+        connect(&administrator, &QTimer::timeout, &administrator, [&] {
+            auto* shown = qobject_cast<QMessageBox*>(QApplication::activeModalWidget());
+            if (!shown)
+                return;
+            if (!box) {
+                box = shown;
+                if (escape)
+                    QTest::keyClick(box->focusWidget() ? box->focusWidget() : box.data(), Qt::Key_Escape);
+                else
+                    box->close();
+                return;
+            }
+            stayed = shown == box && box->isVisible();
+            if (stayed)
+                box->button(QMessageBox::Yes)->click();
+            else
+                shown->close();
+            administrator.stop();
+        });
+        administrator.start();
+        QVERIFY(!Session(context).open());
+        QVERIFY(stayed);
+        QVERIFY(!env.process.hasEnded());
+        QCOMPARE(env.tray.current(), TrayPicture::Blue);
     }
 
     void repairThenCancelEndsTheProgram()

@@ -11,6 +11,7 @@
 #include <QProcess>
 #include <QPushButton>
 #include <QSettings>
+#include <QSignalSpy>
 #include <QTemporaryDir>
 #include <QTest>
 
@@ -151,13 +152,17 @@ private slots:
         program.configure();
         InstanceLock firstInstance(program.env.instanceLock.lockFilePath());
         QVERIFY(firstInstance.tryAcquire());
+        QSignalSpy asked(&firstInstance, &InstanceLock::showRequested);
 
+        // The first instance, in this same thread, cannot answer while the second
+        // waits: the second ends all the same, and its request arrives afterwards.
         program.start();
         QCOMPARE(program.env.process.exitCodes(), QList<int>({0}));
         QVERIFY(program.env.prompter.records().isEmpty());
         QVERIFY(!program.windows.hasMain());
         QCOMPARE(program.sweeps, 0);
         QVERIFY(firstInstance.isHeld());
+        QTRY_COMPARE(asked.count(), 1);
     }
 
     void secondProgramStartEndsWhileTheFirstRunsOn()

@@ -1,6 +1,7 @@
 #include "TestMain.h"
 #include "TestDoubles.h"
 
+#include "platform/DateForm.h"
 #include "shell/StatusLog.h"
 #include "shell/StatusWindow.h"
 
@@ -20,15 +21,21 @@ private slots:
     void lineHasDateTimeColonAndTwoBlanks()
     {
         FixedClock clock(QDateTime(QDate(2026, 11, 22), QTime(9, 30, 15)));
-        StatusLog log(clock);
+        DateForm dates(QStringLiteral("M/d/yyyy"));
+        StatusLog log(clock, dates);
         QCOMPARE(log.text(), QStringLiteral("Log File\r\n"));
         log.logStatus(QStringLiteral("attempt to open database"));
         QCOMPARE(log.text(), QStringLiteral("Log File\r\n11/22/2026 9:30 AM:  attempt to open database\r\n"));
 
+        // Under another locale the date keeps the installation's form; the time is the locale's.
         QLocale::setDefault(QLocale(QStringLiteral("de_DE")));
         clock.setNow(QDateTime(QDate(2027, 1, 5), QTime(17, 4)));
         log.logStatus(QStringLiteral("close database"));
-        QCOMPARE(log.lines().back(), QStringLiteral("05.01.2027 17:04:  close database"));
+        QCOMPARE(log.lines().back(), QStringLiteral("1/5/2027 17:04:  close database"));
+        // A change of the form shows in the next line.
+        dates = DateForm(QStringLiteral("dd.MM.yyyy"));
+        log.logStatus(QStringLiteral("save data"));
+        QCOMPARE(log.lines().back(), QStringLiteral("05.01.2027 17:04:  save data"));
         QVERIFY(log.contains(QStringLiteral("close database")));
         QVERIFY(!log.contains(QStringLiteral("close")));
     }
@@ -36,7 +43,8 @@ private slots:
     void keepsTheNewestTenThousandLines()
     {
         FixedClock clock;
-        StatusLog log(clock);
+        const DateForm dates(QStringLiteral("M/d/yyyy"));
+        StatusLog log(clock, dates);
         for (int i = 1; i <= StatusLog::MaxLines + 5; ++i)
             log.logStatus(QString::number(i));
         QCOMPARE(static_cast<int>(log.lines().size()), StatusLog::MaxLines);
@@ -47,7 +55,8 @@ private slots:
     void windowShowsEarlierAndLaterLines()
     {
         FixedClock clock;
-        StatusLog log(clock);
+        const DateForm dates(QStringLiteral("M/d/yyyy"));
+        StatusLog log(clock, dates);
         log.logStatus(QStringLiteral("registry"));
         StatusWindow window(log);
         QCOMPARE(window.objectName(), QStringLiteral("frmStatus"));

@@ -23,8 +23,6 @@ inline ConsoleRun runVantrel(const QStringList& arguments, const QString& settin
     for (const char* name : {"DISPLAY", "WAYLAND_DISPLAY", "QT_QPA_PLATFORM"})
         environment.remove(QLatin1String(name));
     environment.insert(QStringLiteral("QUILLMERE_SETTINGS"), settingsFile);
-    // The dates of the log and the stored dates in one known form.
-    environment.insert(QStringLiteral("LC_ALL"), QStringLiteral("C"));
     QProcess process;
     process.setProcessEnvironment(environment);
     process.start(QStringLiteral(QUILLMERE_BIN_DIR "/Vantrel"), arguments);

@@ -3,6 +3,7 @@
 #include "platform/Clock.h"
 #include "platform/ProcessControl.h"
 #include "platform/ProgramStarter.h"
+#include "platform/TrayIcon.h"
 
 #include <QList>
 
@@ -48,13 +49,15 @@ public:
     bool openDocument(const QString& path) override
     {
         m_documents.append(path);
-        return true;
+        return m_opens;
     }
     bool openUrl(const QUrl& url) override
     {
         m_urls.append(url);
-        return true;
+        return m_opens;
     }
+    // A desktop without a handler for documents and web pages.
+    void setOpens(bool opens) { m_opens = opens; }
 
     const QList<Start>& programs() const { return m_programs; }
     const QStringList& documents() const { return m_documents; }
@@ -64,4 +67,27 @@ private:
     QList<Start> m_programs;
     QStringList m_documents;
     QList<QUrl> m_urls;
+    bool m_opens = true;
+};
+
+// The notification-area icon's record, on a desktop that offers a tray or not.
+class RecordingTrayIcon final : public TrayIcon
+{
+public:
+    void add(TrayPicture picture, const QString&) override
+    {
+        m_added = true;
+        m_current = picture;
+    }
+    void change(TrayPicture picture, const QString&) override { m_current = picture; }
+    void remove() override { m_added = false; }
+    TrayPicture current() const override { return m_current; }
+    bool isAdded() const override { return m_added; }
+    bool isAvailable() const override { return m_available; }
+    void setAvailable(bool available) { m_available = available; }
+
+private:
+    TrayPicture m_current = TrayPicture::None;
+    bool m_added = false;
+    bool m_available = true;
 };

@@ -19,11 +19,22 @@ LowerCaseTempFolder::~LowerCaseTempFolder()
         QDir(m_path).removeRecursively();
 }
 
+namespace {
+
+DateForm installationDates(const QString& settingsPath)
+{
+    SettingsStore quiet({}, settingsPath);
+    return DateForm::forInstallation(quiet);
+}
+
+} // namespace
+
 TestEnvironment::TestEnvironment()
-    : log(clock)
+    : dates(installationDates(dir.filePath(QStringLiteral("etc/serv-u.ini"))))
+    , log(clock, dates)
     , settings([this](const QString& line) { log.logStatus(line); }, dir.filePath(QStringLiteral("etc/serv-u.ini")))
     , instanceLock(dir.filePath(QStringLiteral("runtime/Vantrel.lock")))
-    , context(settings, prompter, log, clock, tray, starter, process, instanceLock, keys,
+    , context(settings, dates, prompter, log, clock, tray, starter, process, instanceLock, keys,
               dir.filePath(QStringLiteral("program")))
 {
     QDir().mkpath(programDir());

@@ -4,9 +4,9 @@
 #include "TestDoubles.h"
 
 #include "platform/FocusKeySender.h"
+#include "platform/DateForm.h"
 #include "platform/InstanceLock.h"
 #include "platform/SettingsStore.h"
-#include "platform/SystemTrayIcon.h"
 #include "shell/AppContext.h"
 #include "shell/StatusLog.h"
 
@@ -31,8 +31,8 @@ private:
 
 // A whole program context in a fresh temporary folder: the settings file, the
 // program's folder and the runtime folder of the instance lock all live there.
-// The prompter, the clock, the process end and the program starter are doubles;
-// everything else is the real part.
+// The prompter, the clock, the process end, the program starter and the tray
+// icon are doubles; everything else is the real part.
 class TestEnvironment
 {
 public:
@@ -48,10 +48,13 @@ public:
 
     LowerCaseTempFolder dir;
     FixedClock clock;
+    // Taken from the settings file as the program takes it at start-up (so a fresh
+    // environment stores the form of the default locale at construction).
+    DateForm dates;
     StatusLog log;
     SettingsStore settings;
     ScriptedPrompter prompter;
-    SystemTrayIcon tray;
+    RecordingTrayIcon tray;
     RecordingStarter starter;
     RecordingProcessControl process;
     InstanceLock instanceLock;
