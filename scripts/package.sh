@@ -29,6 +29,8 @@ expected=(
     ./usr/share/doc/quillmere/changelog.Debian.gz
     ./usr/share/lintian/overrides/quillmere
     ./lib/systemd/system/quillmere-authd.service
+    ./lib/systemd/system/quillmere-sweep.service
+    ./lib/systemd/system/quillmere-sweep.timer
 )
 for path in "${expected[@]}"; do
     grep -qxF "$path" <<<"$listing" || { echo "The package lacks $path" >&2; exit 1; }
@@ -54,4 +56,11 @@ paths=$(env -u DISPLAY -u WAYLAND_DISPLAY -u QT_QPA_PLATFORM "$root/usr/bin/Vant
 echo "$paths"
 grep -qxF "migration-v4: $root/usr/lib/quillmere/migration-v4" <<<"$paths"
 grep -qxF "manual: $root/usr/share/quillmere/Pellbrook_Manual.pdf" <<<"$paths"
+# The daily timer's sweep runs the installed program; without a display and without a
+# database it ends with status 1, not waiting for anybody.
+grep -qE '^ExecStart=/.*/Vantrel --sweep$' "$root/lib/systemd/system/quillmere-sweep.service"
+status=0
+env -u DISPLAY -u WAYLAND_DISPLAY -u QT_QPA_PLATFORM QUILLMERE_SETTINGS="$root/no-database.ini" \
+    timeout 60 "$root/usr/bin/Vantrel" --sweep >/dev/null || status=$?
+[ "$status" = 1 ] || { echo "The installed sweep ended with status $status without a database, not 1" >&2; exit 1; }
 echo "Package $deb checked"

@@ -58,7 +58,7 @@ int exitStatusOf(DatabaseOutcome outcome)
 
 int sweep(ModeRun& run)
 {
-    return exitStatusOf(accountSweep(run.context, Session::Feedback::Quiet));
+    return exitStatusOf(accountSweep(run.context(), Session::Feedback::Quiet));
 }
 
 int reportExpiring(ModeRun& run)
@@ -70,10 +70,10 @@ int reportExpiring(ModeRun& run)
                                 .arg(expiring::MostDays)
                                 .arg(run.value));
     QList<expiring::StoredDates> accounts;
-    const DatabaseOutcome outcome = expiring::readDatedAccounts(run.context, accounts, Session::Feedback::Quiet);
+    const DatabaseOutcome outcome = expiring::readDatedAccounts(run.context(), accounts, Session::Feedback::Quiet);
     if (outcome != DatabaseOutcome::Done)
         return exitStatusOf(outcome);
-    print(stdout, expiring::toCsv(expiring::dueWithin(run.context, accounts, days)));
+    print(stdout, expiring::toCsv(expiring::dueWithin(run.context(), accounts, days)));
     return Done;
 }
 
@@ -109,7 +109,7 @@ int testLogin(ModeRun& run)
 {
     const QString password = readPassword();
     const logincheck::Result result =
-        logincheck::testLogin(run.context, run.value, password, run.arguments.value(0), Session::Feedback::Quiet);
+        logincheck::testLogin(run.context(), run.value, password, run.arguments.value(0), Session::Feedback::Quiet);
     print(stdout, result.lines.join(QLatin1Char('\n')) + QLatin1Char('\n'));
     switch (result.verdict) {
     case logincheck::Verdict::Allowed:
@@ -124,7 +124,7 @@ int testLogin(ModeRun& run)
 
 // Names the manual and the companion programs where this program looks for them;
 // ends with 1 when one of them is missing.
-int showPaths(ModeRun& run)
+int showPaths(ModeRun&)
 {
     const QStringList companions = {programfiles::Gatewick, programfiles::Updater, programfiles::MigrationV2,
                                     programfiles::MigrationV4};
@@ -134,9 +134,10 @@ int showPaths(ModeRun& run)
         complete = complete && there;
         print(stdout, name + QStringLiteral(": ") + path + (there ? QString() : QStringLiteral(" (missing)")) + QLatin1Char('\n'));
     };
-    show(QStringLiteral("manual"), programfiles::manualPath(run.context.programDir));
+    const QString folder = QCoreApplication::applicationDirPath();
+    show(QStringLiteral("manual"), programfiles::manualPath(folder));
     for (const QString& name : companions)
-        show(name, programfiles::companionPath(run.context.programDir, name));
+        show(name, programfiles::companionPath(folder, name));
     return complete ? 0 : 1;
 }
 
@@ -265,26 +266,55 @@ std::optional<int> CommandLine::runWithoutWindows(int& argc, char* argv[])
 int CommandLine::runMode(const Mode& mode, int& argc, char* argv[])
 {
     QCoreApplication application(argc, argv);
+    ModeRun run(mode.log, m_parser.value(mode.option), m_parser.positionalArguments());
+    return mode.run(run);
+}
+
+struct ModeRun::Console
+{
+    explicit Console(LogTo where)
+        // Taken before the first line is printed, as the program's start takes it.
+        : dates(DateForm::forInstallation(quietSettings))
+        , log(clock, dates)
+        , settings([this](const QString& line) { log.logStatus(line); })
+        // Never taken (a mode runs beside the program's window as well as without it), so it names no file.
+        , instanceLock(QString())
+        , context(settings, dates, prompter, log, clock, tray, starter, process, instanceLock, keys,
+                  QCoreApplication::applicationDirPath())
+    {
+        std::FILE* stream = where == LogTo::StandardOutput ? stdout : stderr;
+        QObject::connect(&log, &StatusLog::lineAppended, &log,
+                         [stream](const QString& line) { print(stream, line + QLatin1Char('\n')); });
+    }
+
     SystemClock clock;
-    // Taken before the first line is printed, as the program's start takes it.
-    SettingsStore quietSettings({});
-    DateForm dates = DateForm::forInstallation(quietSettings);
-    StatusLog log(clock, dates);
-    std::FILE* logStream = mode.log == LogTo::StandardOutput ? stdout : stderr;
-    QObject::connect(&log, &StatusLog::lineAppended, &log, [logStream](const QString& line) { print(logStream, line + QLatin1Char('\n')); });
-    SettingsStore settings([&log](const QString& line) { log.logStatus(line); });
+    SettingsStore quietSettings{{}};
+    DateForm dates;
+    StatusLog log;
+    SettingsStore settings;
     ConsolePrompter prompter;
     SystemTrayIcon tray;
     DesktopStarter starter;
-    // Never taken (a mode runs beside the program's window as well as without it), so it names no file.
-    InstanceLock instanceLock{QString()};
+    InstanceLock instanceLock;
     SystemProcessControl process;
     FocusKeySender keys;
-    AppContext context(settings, dates, prompter, log, clock, tray, starter, process, instanceLock, keys,
-                       QCoreApplication::applicationDirPath());
+    AppContext context;
+};
 
-    ModeRun run{context, m_parser.value(mode.option), m_parser.positionalArguments()};
-    return mode.run(run);
+ModeRun::ModeRun(LogTo log, QString value, QStringList arguments)
+    : value(std::move(value))
+    , arguments(std::move(arguments))
+    , m_log(log)
+{
+}
+
+ModeRun::~ModeRun() = default;
+
+AppContext& ModeRun::context()
+{
+    if (!m_console)
+        m_console = std::make_unique<Console>(m_log);
+    return m_console->context;
 }
 
 QString CommandLine::screenshotFile() const

@@ -6,6 +6,7 @@
 #include <QStringList>
 
 #include <functional>
+#include <memory>
 #include <optional>
 #include <vector>
 
@@ -30,12 +31,28 @@ enum ExitStatus {
 // modes keep standard output for their own text.
 enum class LogTo { StandardOutput, StandardError };
 
-// What a mode runs with: the context, its option's value and the arguments after it.
-struct ModeRun
+// What a mode runs with: its option's value, the arguments after it, and the
+// program's context without windows, made on first use, so that a mode that needs
+// no settings reads and writes none.
+class ModeRun
 {
-    AppContext& context;
-    QString value;
-    QStringList arguments;
+public:
+    ModeRun(LogTo log, QString value, QStringList arguments);
+    ~ModeRun();
+    ModeRun(const ModeRun&) = delete;
+    ModeRun& operator=(const ModeRun&) = delete;
+
+    // The settings and the installation's date form, a prompter that never shows a
+    // dialog, and a status log printed line by line with its time stamps.
+    AppContext& context();
+
+    const QString value;
+    const QStringList arguments;
+
+private:
+    struct Console;
+    LogTo m_log;
+    std::unique_ptr<Console> m_console;
 };
 
 // One command-line mode: its option, the names of the arguments that follow the
