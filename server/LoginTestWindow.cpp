@@ -30,7 +30,7 @@ LoginTestWindow::LoginTestWindow(AppContext& context, QWidget* parent)
     setupLayout();
     connect(m_cmdTest, &QPushButton::clicked, this, &LoginTestWindow::cmdTest_Click);
     connect(m_cmdClose, &QPushButton::clicked, this, &LoginTestWindow::cmdClose_Click);
-    resize(600, 460);
+    resize(600, 540);
 }
 
 void LoginTestWindow::setupControls()
@@ -67,8 +67,8 @@ void LoginTestWindow::setupControls()
 
 void LoginTestWindow::setupLayout()
 {
-    auto* intro = new QLabel(QStringLiteral("The FTP server's authentication handler decides over the accounts database, as "
-                                            "it would for this log-in. Nothing is written."),
+    auto* intro = new QLabel(QStringLiteral("Asks the FTP server's authentication handler, over the accounts database, "
+                                            "whether this log-in would be allowed, and why. Nothing is written."),
                              this);
     intro->setObjectName(QStringLiteral("lblIntro"));
     intro->setWordWrap(true);

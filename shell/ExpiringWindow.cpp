@@ -73,6 +73,8 @@ void ExpiringWindow::setupControls()
     m_tblAccounts->setAlternatingRowColors(true);
     m_tblAccounts->setWordWrap(false);
     m_tblAccounts->verticalHeader()->hide();
+    // Rows as close as the program's lists keep them.
+    m_tblAccounts->verticalHeader()->setDefaultSectionSize(fontMetrics().height() + 8);
     m_tblAccounts->horizontalHeader()->setHighlightSections(false);
     m_tblAccounts->horizontalHeader()->setDefaultAlignment(Qt::AlignLeft | Qt::AlignVCenter);
     m_tblAccounts->horizontalHeader()->setSectionResizeMode(QHeaderView::ResizeToContents);
