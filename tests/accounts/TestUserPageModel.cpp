@@ -85,8 +85,9 @@ public:
     {
         m_home = m_ui.folder(QStringLiteral("home"));
         m_program.env.settings.saveRegSetting(QStringLiteral("ftp_directory"), m_home + QLatin1Char('/'));
-        const QString deep = QString(200, QLatin1Char('l')) + QLatin1Char('/') + QString(200, QLatin1Char('m')); // too long for PostgreSQL
-        for (const QString& name : QStringList{"pub", "docs", "o'hara", "a|b", "x\u00A7y", "100%", deep + '/' + QString(200, 'n')})
+        // The last folder is longer than PostgreSQL's directory column.
+        const QString deep = QStringList{QString(200, QLatin1Char('l')), QString(200, QLatin1Char('m')), QString(200, QLatin1Char('n'))}.join('/');
+        for (const QString& name : QStringList{"pub", "docs", "o'hara", "a|b", "x\u00A7y", "100%", deep})
             m_folders << m_ui.folder(name);
         const QString options = QStringLiteral("max_concurrent, max_logins_per_ip, one_login_per_ip, disable_user, timeout");
         const QString ratio = QStringLiteral(", ratio_type, ratio_up, ratio_down, ratio_current_credit");
@@ -192,7 +193,7 @@ private:
                 names << each.name;
         if (!names.isEmpty() && pick(3) == 0)
             return pick(2) ? pickOf(names).toUpper() : pickOf(names).toLower();
-        return pickOf({"dave", "Dave", "o'neil", "say \"hi\"", "a|b", "x\u00A7y", "*", " * ", "Anonymous", "100%", "eve", QString(46, 'n'), ""});
+        return pickOf({"dave", "Dave", "o'neil", "say \"hi\"", "a|b", "x\u00A7y", "*", " * ", "Anonymous", "100%", "eve", QString(46, QLatin1Char('n')), ""});
     }
     QString somePassword() { return pickOf({"pw", "n3w'pass", "p|\u00A7", "", QString(46, QLatin1Char('p'))}); }
 
