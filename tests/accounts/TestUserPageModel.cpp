@@ -1,6 +1,7 @@
 #include "AccountsFixture.h"
 #include "TestMain.h"
 
+#include "platform/PathInfo.h"
 #include "shell/AppWindows.h"
 
 #include <QCoreApplication>
@@ -294,7 +295,7 @@ private:
     {
         const int field = pick(3);
         if (field == 0) {
-            m_page.home = pickOf({m_home, pickOf(m_folders).toUpper(), "c:\\nowhere", "", pick(4) ? m_home : QString(600, QLatin1Char('h'))});
+            m_page.home = pickOf({m_home, pickOf(m_folders), "C:\\NoWhere", "", pick(4) ? m_home : QString(600, QLatin1Char('h'))});
             log(QStringLiteral("type home '%1'").arg(m_page.home));
             m_ui.type(m_ui.box("txtHomeDir"), m_page.home);
         } else if (field == 1) {
@@ -321,7 +322,7 @@ private:
         if (free.isEmpty() || (!edit && m_ui.page().selectedUserIndex() < 0))
             return selectAccount();
         const bool valid = pick(8) > 0;
-        const QString path = !valid ? m_home + QStringLiteral("/missing") : pick(3) ? pickOf(free) : pickOf(free).toUpper();
+        const QString path = !valid ? m_home + QStringLiteral("/missing") : pickOf(free);
         const QString old = edit ? m_page.shown[m_page.selected] : QString();
         log(QStringLiteral("%1 entry '%2'").arg(edit ? QStringLiteral("edit '%1' to").arg(old) : QStringLiteral("add"), path));
         m_ui.prompter().onModal(QStringLiteral("frmAddEditDir"), [path, valid](QWidget* window) {
@@ -335,14 +336,14 @@ private:
             expect(Answer::Ok, QStringLiteral("The path specified is not valid."));
         press(edit ? "cmdEdit" : "cmdAdd");
         if (valid && !edit) {
-            m_page.entries << Entry{path.toLower(), QStringLiteral("RL"), QStringLiteral("1")};
-            m_page.shown << path.toLower();
+            m_page.entries << Entry{storedPathCase(path), QStringLiteral("RL"), QStringLiteral("1")};
+            m_page.shown << storedPathCase(path);
         }
         for (Entry& entry : m_page.entries)
             if (valid && edit && entry.dir.compare(old, Qt::CaseInsensitive) == 0)
-                entry.dir = path.toLower();
+                entry.dir = storedPathCase(path);
         if (valid && edit)
-            m_page.shown[m_page.selected] = path.toLower();
+            m_page.shown[m_page.selected] = storedPathCase(path);
     }
     // Clicks an entry, ticks a rights box, deletes the entry or moves it.
     void entryStep()
@@ -400,7 +401,7 @@ private:
         const Page page = m_page;
         const bool creates = page.mode != SaveMode::Update;
         const QString name = creates ? page.box : page.current;
-        const QString selected = page.selected >= 0 ? page.shown[page.selected].toLower() : QString();
+        const QString selected = page.selected >= 0 ? storedPathCase(page.shown[page.selected]) : QString();
         const Entry boxes{selected, page.boxes, page.inherit ? QStringLiteral("1") : QStringLiteral("0")};
         QList<Entry> rows;
         for (const Entry& entry : page.entries)
@@ -411,7 +412,7 @@ private:
         m_break = pick(5) == 0 ? 1 + pick(2) : 0;
         setBreak(true);
         const bool postgres = m_db.engine() == TestEngine::PostgreSql;
-        const bool folder = QFileInfo(page.home.toLower()).isDir();
+        const bool folder = QFileInfo(page.home).isDir();
         QString stop = page.box.size() > 45         ? QStringLiteral("Username field")
             : page.password.size() > 45             ? QStringLiteral("Password field")
             : page.box.trimmed().isEmpty()          ? QStringLiteral("Username cannot be left blank.")
@@ -446,7 +447,7 @@ private:
             Account& saved = m_model[name];
             if (creates)
                 saved = {name, true, {"", "", "", "0", "0", "0", "0", "0", "1", "0", "0", "0", "1", "", "", "", "", "0", "0", "0", "0", "0"}, {}, {}};
-            saved.values[Home] = page.home.toLower();
+            saved.values[Home] = storedPathCase(page.home);
             if (creates || page.password != Placeholder)
                 saved.values[Password] = page.password;
             saved.values[Notes] = page.notes.trimmed().isEmpty() ? QStringLiteral("<null>") : page.notes;
