@@ -11,6 +11,7 @@
 #include "shell/AppContext.h"
 #include "shell/AppInfo.h"
 #include "shell/AppWindows.h"
+#include "shell/ProFtpdConfigMode.h"
 #include "shell/ProgramExit.h"
 #include "shell/ScreenshotMode.h"
 #include "shell/StatusLog.h"
@@ -23,6 +24,10 @@
 
 int main(int argc, char* argv[])
 {
+    // Writing the ProFTPD configuration needs no display: it runs before any QApplication.
+    if (const auto file = proftpdmode::requestedFile(argc, argv))
+        return proftpdmode::run(argc, argv, *file);
+
     QApplication app(argc, argv);
     QApplication::setApplicationName(appinfo::Title);
     QApplication::setApplicationVersion(appinfo::versionText());
@@ -38,6 +43,9 @@ int main(int argc, char* argv[])
                                         QStringLiteral("Save a picture of the main window to <file> and end."),
                                         QStringLiteral("file"));
     parser.addOption(screenshot);
+    parser.addOption({QStringLiteral("proftpd-config"),
+                      QStringLiteral("Write the ProFTPD configuration for the accounts database to <file> and end."),
+                      QStringLiteral("file")});
     parser.process(app);
 
     SystemClock clock;
