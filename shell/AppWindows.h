@@ -11,6 +11,7 @@ class DatabaseWizardWindow;
 class DiskQuotaWindow;
 class IpRulesWindow;
 class MigrateWindow;
+class ProFtpdWindow;
 class MiscSetupWindow;
 class UDRatiosWindow;
 class MainWindow;
@@ -43,6 +44,7 @@ public:
     IpRulesWindow& ipAccess();
     IpRulesWindow& globalIpAccess();
     MigrateWindow& migrate();
+    ProFtpdWindow& proFtpd();
 
     bool hasMain() const { return m_main != nullptr; }
 
@@ -65,4 +67,5 @@ private:
     std::unique_ptr<IpRulesWindow> m_ipAccess;
     std::unique_ptr<IpRulesWindow> m_globalIpAccess;
     std::unique_ptr<MigrateWindow> m_migrate;
+    std::unique_ptr<ProFtpdWindow> m_proFtpd;
 };

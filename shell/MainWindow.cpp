@@ -12,6 +12,7 @@
 #include "platform/SettingsStore.h"
 #include "platform/TrayIcon.h"
 #include "server/ConfigureWindow.h"
+#include "server/ProFtpdWindow.h"
 #include "shell/AppContext.h"
 #include "shell/AppInfo.h"
 #include "shell/AppWindows.h"
@@ -84,6 +85,7 @@ void MainWindow::setupMenus()
     tools->setObjectName(QStringLiteral("tools1"));
     addMenuItem(tools, QStringLiteral("tools1_migrate"), QStringLiteral("&Migration Utility"),
                 &MainWindow::tools1_migrate_Click);
+    addMenuItem(tools, QStringLiteral("tools1_proftpd"), QStringLiteral("&ProFTPD..."), &MainWindow::tools1_proftpd_Click);
 
     QMenu* helpMenu = menuBar()->addMenu(QStringLiteral("&Help"));
     helpMenu->setObjectName(QStringLiteral("mnuHelp"));
@@ -280,6 +282,12 @@ void MainWindow::tools1_migrate_Click()
 {
     if (migration::confirmLaunch(m_ctx))
         m_ctx.prompter.runModal(&m_windows.migrate());
+}
+
+void MainWindow::tools1_proftpd_Click()
+{
+    m_windows.proFtpd().thisFormLoadData();
+    m_ctx.prompter.runModal(&m_windows.proFtpd());
 }
 
 void MainWindow::mnuItemHelp_Click()

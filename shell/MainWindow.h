@@ -47,6 +47,7 @@ public:
     void edit1_copy_Click();
     void edit1_paste_Click();
     void tools1_migrate_Click();
+    void tools1_proftpd_Click();
     void mnuItemHelp_Click();
     void ShowLog_Click();
     void checkUpdates_Click();

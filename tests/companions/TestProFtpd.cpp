@@ -4,6 +4,7 @@
 
 #include "AuthRules.h"
 #include "server/ProFtpdConfig.h"
+#include "shell/Session.h"
 
 #include <QElapsedTimer>
 #include <QHostAddress>
@@ -118,6 +119,9 @@ class TestProFtpd : public QObject
         QDir().mkpath(made->env.path(QStringLiteral("run")));
         if (!writeConfiguration(*made, whyNot) || !made->server.start(made->env.path(QStringLiteral("run")), made->include, whyNot))
             return nullptr;
+        // From here on the program keeps the file current and tells the server after every write.
+        made->env.settings.saveRegSetting(QStringLiteral("proftpd_config"), made->include);
+        made->env.settings.saveRegSetting(QStringLiteral("proftpd_pid"), made->server.pidFile());
         return m_rigs.emplace(engine, std::move(made)).first->second.get();
     }
 
@@ -273,14 +277,21 @@ private slots:
         static int accounts = 0;
         const QString user = QStringLiteral("pf%1").arg(++accounts);
         const QString home = makeHome(*r, user);
+        // The account comes from the program's own save, its rules from a session of the
+        // program; each write has the server re-read the file the program wrote again.
+        int reloads = r->server.reloads();
         QVERIFY(gatewicktest::createAccount(r->env, user, QStringLiteral("pw"), home));
-        for (QString statement : setup)
-            QVERIFY(r->db->exec(statement.replace(QLatin1String("{user}"), user).replace(QLatin1String("{home}"), home)));
-        QVERIFY2(writeConfiguration(*r, &whyNot), qPrintable(whyNot));
-        const bool reloaded = r->server.reload();
-        if (!reloaded)
-            qWarning().noquote() << r->server.log().right(3000) << r->server.output();
-        QVERIFY(reloaded);
+        QVERIFY2(r->server.awaitReload(reloads), qPrintable(r->server.log().right(1000)));
+        if (!setup.isEmpty()) {
+            reloads = r->server.reloads();
+            Session session(r->env.context);
+            QVERIFY(session.open());
+            for (QString statement : setup)
+                QVERIFY(session.execute(statement.replace(QLatin1String("{user}"), user).replace(QLatin1String("{home}"), home)));
+            session.close();
+            QVERIFY2(r->server.awaitReload(reloads), qPrintable(r->server.log().right(1000)));
+        }
+        QCOMPARE(r->env.prompter.messages().size(), 0);
 
         for (const Attempt& a : attempts) {
             const bool allowed = attempt(*r, user, home, a);

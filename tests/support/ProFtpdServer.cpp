@@ -97,15 +97,11 @@ bool ProFtpdServer::start(const QString& runDir, const QString& include, QString
     return true;
 }
 
-bool ProFtpdServer::reload()
+bool ProFtpdServer::awaitReload(int count)
 {
-    if (!isRunning())
-        return false;
-    const int before = reloads();
-    ::kill(static_cast<pid_t>(pid()), SIGHUP);
     // The server re-reads its configuration between two connections, so the first
     // answer after the log line comes from the new configuration.
-    return QTest::qWaitFor([&] { return reloads() > before || !isRunning(); }, 10000)
+    return QTest::qWaitFor([&] { return reloads() > count || !isRunning(); }, 10000)
         && QTest::qWaitFor([&] { return !isRunning() || answers(); }, 10000) && isRunning();
 }
 

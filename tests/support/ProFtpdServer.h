@@ -19,8 +19,10 @@ public:
 
     // Starts the server in `runDir` with `include` as the configuration of the accounts.
     bool start(const QString& runDir, const QString& include, QString* whyNot);
-    // Sends SIGHUP and returns once the server answers again with the configuration re-read.
-    bool reload();
+    // How often the server has begun to re-read its configuration.
+    int reloads() const;
+    // Returns once the server began a re-read after `count` of them and answers again.
+    bool awaitReload(int count);
     void stop();
     bool isRunning() const;
     int port() const { return m_port; }
@@ -36,7 +38,6 @@ public:
 private:
     bool answers() const;
     qint64 pid() const;
-    int reloads() const;
 
     QString m_runDir;
     int m_port = 0;
