@@ -191,16 +191,6 @@ QString accountSection(const Account& account)
         section += QStringLiteral("  MaxClientsPerHost %1\n").arg(account.maxSessionsPerAddress);
     if (!account.loginMessageFile.trimmed().isEmpty())
         section += QStringLiteral("  DisplayLogin %1\n").arg(word(account.loginMessageFile.trimmed()));
-    if (account.ratioKind != Account::RatioKind::None) {
-        const bool files = account.ratioKind == Account::RatioKind::Files;
-        section += QStringLiteral("  Ratios on\n  UserRatio %1 %2 %3 %4 %5\n")
-                       .arg(word(account.name))
-                       .arg(files ? account.ratio : 0)
-                       .arg(files ? account.ratioCredit : 0)
-                       .arg(files ? 0 : account.ratio)
-                       .arg(files ? 0 : account.ratioCredit);
-    }
-
     // Nothing outside the entries: the account reaches only the folders it was given.
     section += directoryBlock(QStringLiteral("/"), {}, account.hideHiddenFiles);
     QList<std::pair<QString, DirectoryEntry>> kept;
@@ -333,7 +323,7 @@ QString configText(const Model& model)
     for (const QString& module : {QStringLiteral("mod_sql.c"), backendModule(engine), QStringLiteral("mod_sql_passwd.c"),
                                   QStringLiteral("mod_quotatab.c"), QStringLiteral("mod_quotatab_sql.c"),
                                   QStringLiteral("mod_wrap2.c"), QStringLiteral("mod_wrap2_sql.c"),
-                                  QStringLiteral("mod_ratio.c"), QStringLiteral("mod_ifsession.c")})
+                                  QStringLiteral("mod_ifsession.c")})
         text += loadModule(module);
 
     // Accounts: found by name, disabled ones and empty passwords never; every account
@@ -444,7 +434,7 @@ std::optional<Model> readModel(Database& database, const QString& connectionStri
 
     Rows users = database.select(QStringLiteral(
         "SELECT username, hide_hidden_files, one_login_per_ip, max_logins_per_ip, speed_limit_value, timeout, "
-        "session_timeout, max_concurrent, login_msg_file, ratio_type, ratio_up, ratio_down, ratio_current_credit FROM users"));
+        "session_timeout, max_concurrent, login_msg_file FROM users"));
     if (!users.isValid()) {
         *error = database.lastError();
         return std::nullopt;
@@ -458,19 +448,14 @@ std::optional<Model> readModel(Database& database, const QString& connectionStri
         account.sessionSeconds = positiveWhole(users, "session_timeout") * 60;
         account.maxSessions = positiveWhole(users, "max_concurrent");
         account.maxSessionsPerAddress = flagIsOne(users, "one_login_per_ip") ? 1 : positiveWhole(users, "max_logins_per_ip");
+        // ProFTPD counts the sessions of every account from an address; a limit the
+        // account's own one already implies is left out, so others are not held back by it.
+        if (account.maxSessions > 0 && account.maxSessionsPerAddress >= account.maxSessions)
+            account.maxSessionsPerAddress = 0;
         bool ok = false;
         const double speed = users.text(QStringLiteral("speed_limit_value")).trimmed().toDouble(&ok);
         account.kilobytesPerSecond = ok && std::isfinite(speed) && speed > 0 ? speed : 0;
         account.loginMessageFile = users.text(QStringLiteral("login_msg_file"));
-        const QString ratioType = users.text(QStringLiteral("ratio_type")).trimmed().toLower();
-        const qint64 up = positiveWhole(users, "ratio_up");
-        const qint64 down = positiveWhole(users, "ratio_down");
-        if (!ratioType.isEmpty() && up > 0 && down > 0) {
-            account.ratioKind = ratioType.startsWith(QLatin1String("files")) ? Account::RatioKind::Files : Account::RatioKind::Bytes;
-            // mod_ratio counts whole downloads per upload.
-            account.ratio = std::max<qint64>(1, down / up);
-            account.ratioCredit = positiveWhole(users, "ratio_current_credit");
-        }
         byName.insert(account.name, model.accounts.size());
         model.accounts.append(account);
     }

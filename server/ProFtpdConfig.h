@@ -14,8 +14,8 @@ class Database;
 // included at the top level of the server's own configuration. mod_sql reads the
 // accounts, passwords and the disable flag at each log-in, mod_wrap2_sql the IP
 // rules, mod_quotatab_sql the quota and its tally; what no module reads from the
-// tables (directory rights, time-outs, speed and session limits, ratios, the log-in
-// message, hidden files) is written out per account from the rows read here, so
+// tables (directory rights, time-outs, speed and session limits, the log-in message,
+// hidden files) is written out per account from the rows read here, so
 // the file has to be written again whenever the accounts change.
 namespace proftpd {
 
@@ -38,11 +38,6 @@ struct Account
     qint64 maxSessionsPerAddress = 0;  // 0: no limit
     QString loginMessageFile;
     bool hideHiddenFiles = false;
-    // The ratio as mod_ratio counts it: files or bytes the account may fetch per one
-    // it sends, and what it may fetch before sending anything.
-    enum class RatioKind { None, Files, Bytes } ratioKind = RatioKind::None;
-    qint64 ratio = 0;
-    qint64 ratioCredit = 0;
 };
 
 struct Model
