@@ -139,23 +139,38 @@ QString limitBlock(const QStringList& commands, const char* verdict)
     return QStringLiteral("    <Limit %1>\n      %2\n    </Limit>\n").arg(commands.join(QLatin1Char(' ')), QLatin1String(verdict));
 }
 
-QString directoryBlock(const QString& path, const QStringList& allowed, bool hideHidden)
+// What a <Directory> section allows; a section below it names the commands it
+// allows and those of the section above that it takes back, so the texts stay short.
+struct Grant
 {
-    const bool appends = allowed.contains(QLatin1String("APPE"));
+    QStringList commands;
+    bool overwrites = false;
+    bool appends = false;
+};
+
+Grant grantOf(const QStringList& commands)
+{
     // Replacing a file destroys the old one, so it takes the right to delete as well as to write.
-    const bool overwrites = allowed.contains(QLatin1String("STOR")) && allowed.contains(QLatin1String("DELE"));
-    QStringList denied;
-    for (const QString& command : decidedCommands()) {
-        if (!allowed.contains(command))
-            denied << command;
-    }
-    QString block = QStringLiteral("  <Directory %1>\n").arg(word(path));
+    return {commands, commands.contains(QLatin1String("STOR")) && commands.contains(QLatin1String("DELE")),
+            commands.contains(QLatin1String("APPE"))};
+}
+
+void appendDirectoryBlock(QString& text, const QString& path, const Grant& grant, const Grant& above, bool hideHidden)
+{
+    text += QLatin1String("  <Directory ") + word(path) + QLatin1String(">\n");
     if (hideHidden)
-        block += QStringLiteral("    HideFiles ^\\.\n");
-    block += QStringLiteral("    AllowOverwrite %1\n    AllowStoreRestart %2\n")
-                 .arg(QLatin1String(overwrites ? "on" : "off"), QLatin1String(appends ? "on" : "off"));
-    block += limitBlock(allowed, "AllowAll") + limitBlock(denied, "DenyAll");
-    return block + QStringLiteral("  </Directory>\n");
+        text += QLatin1String("    HideFiles ^\\.\n");
+    if (grant.overwrites != above.overwrites)
+        text += grant.overwrites ? QLatin1String("    AllowOverwrite on\n") : QLatin1String("    AllowOverwrite off\n");
+    if (grant.appends != above.appends)
+        text += grant.appends ? QLatin1String("    AllowStoreRestart on\n") : QLatin1String("    AllowStoreRestart off\n");
+    QStringList takenBack;
+    for (const QString& command : above.commands) {
+        if (!grant.commands.contains(command))
+            takenBack << command;
+    }
+    text += limitBlock(grant.commands, "AllowAll") + limitBlock(takenBack, "DenyAll");
+    text += QLatin1String("  </Directory>\n");
 }
 
 // A stored directory as a <Directory> path: absolute, without a trailing separator,
@@ -191,27 +206,51 @@ QString accountSection(const Account& account)
         section += QStringLiteral("  MaxClientsPerHost %1\n").arg(account.maxSessionsPerAddress);
     if (!account.loginMessageFile.trimmed().isEmpty())
         section += QStringLiteral("  DisplayLogin %1\n").arg(word(account.loginMessageFile.trimmed()));
+
     // Nothing outside the entries: the account reaches only the folders it was given.
-    section += directoryBlock(QStringLiteral("/"), {}, account.hideHiddenFiles);
-    QList<std::pair<QString, DirectoryEntry>> kept;
+    // The server's own settings above are taken back whole, whatever they allow.
+    Grant everything = grantOf(decidedCommands());
+    everything.overwrites = everything.appends = true;
+    appendDirectoryBlock(section, QStringLiteral("/"), Grant{}, everything, account.hideHiddenFiles);
+
+    struct Kept
+    {
+        QString path;
+        bool inherit;
+        Grant grant;
+    };
+    QList<Kept> kept;
     for (const DirectoryEntry& entry : account.directories) {
         const auto path = directoryPath(entry.directory);
         if (!path)
             continue;
         // The first entry that covers a path decides it; a later one for the same
         // folder, or for a folder an earlier inheriting entry covers, changes nothing.
-        const bool shadowed = std::any_of(kept.cbegin(), kept.cend(), [&](const auto& earlier) {
-            return earlier.first == *path || (earlier.second.inherit && covers(earlier.first, *path));
+        const bool shadowed = std::any_of(kept.cbegin(), kept.cend(), [&](const Kept& earlier) {
+            return earlier.path == *path || (earlier.inherit && covers(earlier.path, *path));
         });
         if (!shadowed)
-            kept.append({*path, entry});
+            kept.append({*path, entry.inherit, grantOf(allowedCommands(entry.rights))});
     }
-    for (const auto& [path, entry] : kept) {
-        section += directoryBlock(path, allowedCommands(entry.rights), account.hideHiddenFiles);
+    // The section ProFTPD puts above a path: the closest entry that covers it, or, two
+    // levels and more below an entry without inherit, the section that empties those.
+    const auto above = [&kept](const QString& path) {
+        const Kept* closest = nullptr;
+        for (const Kept& other : kept) {
+            if (covers(other.path, path) && other.path != path && (!closest || other.path.size() > closest->path.size()))
+                closest = &other;
+        }
+        if (!closest)
+            return Grant{};
+        const QString rest = path.mid(closest->path == QLatin1String("/") ? 1 : closest->path.size() + 1);
+        return !closest->inherit && rest.contains(QLatin1Char('/')) ? Grant{} : closest->grant;
+    };
+    for (const Kept& entry : kept) {
+        appendDirectoryBlock(section, entry.path, entry.grant, above(entry.path), account.hideHiddenFiles);
         // Without inherit, what lies in the entry's subfolders is out of reach.
         if (!entry.inherit) {
-            const QString below = (path == QLatin1String("/") ? QString() : path) + QStringLiteral("/*/*");
-            section += directoryBlock(below, {}, account.hideHiddenFiles);
+            const QString below = (entry.path == QLatin1String("/") ? QString() : entry.path) + QStringLiteral("/*/*");
+            appendDirectoryBlock(section, below, Grant{}, entry.grant, account.hideHiddenFiles);
         }
     }
     return section + QStringLiteral("</IfUser>\n");

@@ -89,7 +89,8 @@ bool ProFtpdServer::start(const QString& runDir, const QString& include, QString
     launcher.start(unpacked(QStringLiteral("usr/sbin/proftpd")), {QStringLiteral("-c"), file.fileName()});
     launcher.waitForFinished(30000);
     m_output = QString::fromUtf8(launcher.readAll());
-    if (!QTest::qWaitFor([this] { return pid() > 0 && answers(); }, 10000)) {
+    // A large configuration takes a while to read.
+    if (!QTest::qWaitFor([this] { return pid() > 0 && answers(); }, 60000)) {
         *whyNot = QStringLiteral("ProFTPD did not start: ") + m_output + log();
         stop();
         return false;
@@ -102,7 +103,7 @@ bool ProFtpdServer::awaitReload(int count)
     // The server re-reads its configuration between two connections, so the first
     // answer after the log line comes from the new configuration.
     return QTest::qWaitFor([&] { return reloads() > count || !isRunning(); }, 10000)
-        && QTest::qWaitFor([&] { return !isRunning() || answers(); }, 10000) && isRunning();
+        && QTest::qWaitFor([&] { return !isRunning() || answers(); }, 60000) && isRunning();
 }
 
 void ProFtpdServer::stop()
