@@ -32,7 +32,7 @@ namespace {
 
 using namespace bench;
 
-constexpr int LoginRuns = 20;
+constexpr int LoginRuns = 5;
 
 void generate(const QString& file, const QString& home, int accounts)
 {
@@ -81,7 +81,7 @@ double loginMilliseconds(int port, const QString& user)
     QByteArray seen;
     const auto await = [&](const QByteArray& code) {
         while (!seen.contains("\n" + code + " ") && !seen.startsWith(code + " ")) {
-            if (!socket.waitForReadyRead(10000))
+            if (!socket.waitForReadyRead(120000))
                 fail(QStringLiteral("no reply %1: %2").arg(QString::fromLatin1(code), QString::fromUtf8(seen)));
             seen += socket.readAll();
         }

@@ -111,6 +111,16 @@ void ProFtpdServer::stop()
     const qint64 running = pid();
     if (running <= 0)
         return;
+    // The sessions first: a session whose client went quiet would outlive its server.
+    for (const QString& entry : QDir(QStringLiteral("/proc")).entryList(QDir::Dirs | QDir::NoDotAndDotDot)) {
+        QFile status(QStringLiteral("/proc/%1/status").arg(entry));
+        if (!status.open(QIODevice::ReadOnly))
+            continue;
+        for (const QByteArray& line : status.readAll().split('\n')) {
+            if (line.startsWith("PPid:") && line.mid(5).trimmed().toLongLong() == running)
+                ::kill(static_cast<pid_t>(entry.toLongLong()), SIGKILL);
+        }
+    }
     ::kill(static_cast<pid_t>(running), SIGTERM);
     if (!QTest::qWaitFor([running] { return ::kill(static_cast<pid_t>(running), 0) != 0; }, 10000))
         ::kill(static_cast<pid_t>(running), SIGKILL);
