@@ -9,7 +9,8 @@ dest=$(cd "$1" && pwd)
 fetch() { # fetch <folder> <package>...
     local target="$dest/$1"
     shift
-    [ -f "$target/.complete" ] && return 0
+    # The marker names the packages, so that a longer list unpacks again.
+    [ "$(cat "$target/.complete" 2>/dev/null)" = "$*" ] && return 0
     local work
     work=$(mktemp -d)
     (
@@ -24,9 +25,11 @@ fetch() { # fetch <folder> <package>...
         for package in ./*.deb; do dpkg-deb -x "$package" "$target"; done
     )
     rm -rf "$work"
-    touch "$target/.complete"
+    echo "$*" >"$target/.complete"
     echo "unpacked into $target: $*"
 }
 
 fetch pure-ftpd pure-ftpd
-fetch proftpd proftpd-core proftpd-mod-sqlite libhiredis0.14 libmemcached11 libmemcachedutil2 libpcre2-posix3 libhashkit2
+# The SQL back ends (SQLite, PostgreSQL, ODBC) and mod_sql_passwd (in the crypto
+# package) for the configuration the program writes.
+fetch proftpd proftpd-core proftpd-mod-sqlite proftpd-mod-pgsql proftpd-mod-odbc proftpd-mod-crypto libhiredis0.14 libmemcached11 libmemcachedutil2 libpcre2-posix3 libhashkit2

@@ -10,6 +10,7 @@
 #include "limits/UDRatiosWindow.h"
 #include "maintenance/AboutWindow.h"
 #include "maintenance/MigrateWindow.h"
+#include "server/ProFtpdWindow.h"
 #include "server/ConfigureWindow.h"
 #include "server/IpRulesWindow.h"
 #include "server/LoginTestWindow.h"
@@ -134,6 +135,13 @@ UDRatiosWindow& AppWindows::udRatios()
     if (!m_udRatios)
         m_udRatios = std::make_unique<UDRatiosWindow>(m_ctx, *this);
     return *m_udRatios;
+}
+
+ProFtpdWindow& AppWindows::proFtpd()
+{
+    if (!m_proFtpd)
+        m_proFtpd = std::make_unique<ProFtpdWindow>(m_ctx);
+    return *m_proFtpd;
 }
 
 MigrateWindow& AppWindows::migrate()

@@ -12,6 +12,7 @@ class DiskQuotaWindow;
 class ExpiringWindow;
 class IpRulesWindow;
 class MigrateWindow;
+class ProFtpdWindow;
 class MiscSetupWindow;
 class UDRatiosWindow;
 class MainWindow;
@@ -47,6 +48,7 @@ public:
     MigrateWindow& migrate();
     ExpiringWindow& expiring();
     LoginTestWindow& testLogin();
+    ProFtpdWindow& proFtpd();
 
     bool hasMain() const { return m_main != nullptr; }
 
@@ -71,4 +73,5 @@ private:
     std::unique_ptr<MigrateWindow> m_migrate;
     std::unique_ptr<ExpiringWindow> m_expiring;
     std::unique_ptr<LoginTestWindow> m_testLogin;
+    std::unique_ptr<ProFtpdWindow> m_proFtpd;
 };

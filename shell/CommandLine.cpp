@@ -11,6 +11,7 @@
 #include "platform/SettingsStore.h"
 #include "platform/SystemTrayIcon.h"
 #include "server/LoginCheck.h"
+#include "server/ProFtpdConfig.h"
 #include "shell/AccountSweep.h"
 #include "shell/AppContext.h"
 #include "shell/AppInfo.h"
@@ -141,6 +142,28 @@ int showPaths(ModeRun&)
     return complete ? 0 : 1;
 }
 
+// Writes the ProFTPD configuration for the stored accounts database to the named file.
+int writeProFtpdConfig(ModeRun& run)
+{
+    if (run.value.trimmed().isEmpty()) {
+        print(stderr, QStringLiteral("--proftpd-config needs the path of the file to write.\n"));
+        return 64;
+    }
+    AppContext& context = run.context();
+    const QString connection = context.settings.readConnectionString();
+    if (connection.trimmed().isEmpty()) {
+        print(stderr, QStringLiteral("No accounts database is configured (%1).\n").arg(context.settings.filePath()));
+        return 1;
+    }
+    QString error;
+    if (!proftpd::writeConfiguration(connection, context.settings.getRegSettings(QStringLiteral("ftp_directory")),
+                                     run.value, &error)) {
+        print(stderr, error + QLatin1Char('\n'));
+        return 1;
+    }
+    return 0;
+}
+
 // Qt's own options, which QApplication takes out of the arguments itself: known here
 // so that the command line that starts the windows is not refused for them.
 void addQtOptions(QCommandLineParser& parser)
@@ -186,6 +209,12 @@ const std::vector<Mode>& modes()
          {QStringLiteral("address")},
          LogTo::StandardError,
          testLogin},
+        {QCommandLineOption(QStringLiteral("proftpd-config"),
+                            QStringLiteral("Write the ProFTPD configuration for the accounts database to <file> and end."),
+                            QStringLiteral("file")),
+         {},
+         LogTo::StandardError,
+         writeProFtpdConfig},
         {QCommandLineOption(QStringLiteral("paths"),
                             QStringLiteral("Show where the manual and the companion programs are, and end.")),
          {},

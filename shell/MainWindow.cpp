@@ -14,6 +14,7 @@
 #include "platform/TrayIcon.h"
 #include "server/ConfigureWindow.h"
 #include "server/LoginTestWindow.h"
+#include "server/ProFtpdWindow.h"
 #include "shell/AppContext.h"
 #include "shell/AppInfo.h"
 #include "shell/AppWindows.h"
@@ -89,6 +90,7 @@ void MainWindow::setupMenus()
     tools->setObjectName(QStringLiteral("tools1"));
     addMenuItem(tools, QStringLiteral("tools1_migrate"), QStringLiteral("&Migration Utility"),
                 &MainWindow::tools1_migrate_Click);
+    addMenuItem(tools, QStringLiteral("tools1_proftpd"), QStringLiteral("&ProFTPD..."), &MainWindow::tools1_proftpd_Click);
     addSeparator(tools, QStringLiteral("tools1_dash1"));
     addMenuItem(tools, QStringLiteral("tools1_expiring"), QStringLiteral("&Expiring Accounts"),
                 &MainWindow::tools1_expiring_Click);
@@ -311,6 +313,12 @@ void MainWindow::tools1_testLogin_Click()
     testLogin.show();
     testLogin.raise();
     testLogin.activateWindow();
+}
+
+void MainWindow::tools1_proftpd_Click()
+{
+    m_windows.proFtpd().thisFormLoadData();
+    m_ctx.prompter.runModal(&m_windows.proFtpd());
 }
 
 void MainWindow::mnuItemHelp_Click()

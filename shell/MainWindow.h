@@ -50,6 +50,7 @@ public:
     void tools1_migrate_Click();
     void tools1_expiring_Click();
     void tools1_testLogin_Click();
+    void tools1_proftpd_Click();
     void mnuItemHelp_Click();
     void ShowLog_Click();
     void checkUpdates_Click();

@@ -2,6 +2,7 @@
 
 #include "platform/Prompter.h"
 #include "platform/SettingsStore.h"
+#include "server/ProFtpdSync.h"
 #include "shell/AppContext.h"
 #include "shell/AppInfo.h"
 #include "shell/ProgramExit.h"
@@ -32,6 +33,10 @@ bool Session::open(Feedback feedback)
 void Session::close()
 {
     m_database.reset();
+    if (m_wrote) {
+        m_wrote = false;
+        proftpd::keepCurrent(m_ctx.settings, m_ctx.prompter, [this](const QString& line) { m_ctx.logStatus(line); });
+    }
 }
 
 bool Session::isOpen() const
@@ -48,15 +53,19 @@ bool Session::execute(const QString& sql)
 {
     if (!m_database)
         return false;
-    if (m_database->execute(sql))
+    if (m_database->execute(sql)) {
+        m_wrote = true;
         return true;
+    }
     reportDatabaseError(m_ctx, m_database->lastError());
     return false;
 }
 
 bool Session::executeIgnoringErrors(const QString& sql, Database::Text text)
 {
-    return m_database && m_database->execute(sql, text);
+    const bool done = m_database && m_database->execute(sql, text);
+    m_wrote = m_wrote || done;
+    return done;
 }
 
 Rows Session::select(const QString& sql)

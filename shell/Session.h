@@ -15,7 +15,9 @@ enum class DatabaseOutcome { Done, NotOpened, StatementFailed };
 // One database session of one operation: opened from the connection string
 // stored at that moment, closed when the operation ends. A failed open tells the
 // administrator (unless quiet) and offers the configuration window; a statement
-// that fails after the open is reported through reportDatabaseError.
+// that fails after the open is reported through reportDatabaseError. Every
+// operation that writes accounts goes through a session, so its close is where
+// the ProFTPD configuration is written again (proftpd::keepCurrent).
 class Session
 {
 public:
@@ -44,6 +46,9 @@ public:
 private:
     AppContext& m_ctx;
     std::unique_ptr<Database> m_database;
+    // Set by a statement that changed the database; the close then brings the
+    // FTP server's configuration up to date.
+    bool m_wrote = false;
 };
 
 // The writes of one operation as one unit: begun where the engine has transactions

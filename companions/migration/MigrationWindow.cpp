@@ -5,6 +5,7 @@
 
 #include "platform/Prompter.h"
 #include "platform/SettingsStore.h"
+#include "server/ProFtpdSync.h"
 
 #include <QApplication>
 #include <QCheckBox>
@@ -486,6 +487,8 @@ void MigrationWindow::cmdImport_Click()
     // callback keeps the window painting and lets Stop be pressed.
     m_report = migration::MigrationImporter(m_connectionString).run(m_source, options, [this](int done, int) { return importProgress(done); });
     m_importing = false;
+    // The import wrote accounts (or server-wide rules) past the program's sessions.
+    proftpd::keepCurrent(m_settings, m_prompter, {});
     showSummary();
 }
 

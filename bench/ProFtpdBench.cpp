@@ -1,0 +1,186 @@
+// The ProFTPD configuration at scale: writing it for 1,000 and 10,000 accounts with
+// five directory entries each, ProFTPD re-reading the 10,000-account file, and a
+// log-in after that, against a floor: the same ProFTPD with a hand-written
+// configuration for one account. Runs as root, with ProFTPD unpacked into the
+// build tree (scripts/fetch-ftp-servers.sh).
+//
+// Usage: bench-proftpd
+
+#include "BenchSupport.h"
+#include "ProFtpdServer.h"
+
+#include "server/ProFtpdConfig.h"
+#include "server/ProFtpdSync.h"
+
+#include <QCoreApplication>
+#include <QDir>
+#include <QElapsedTimer>
+#include <QFile>
+#include <QHostAddress>
+#include <QProcess>
+#include <QSqlDatabase>
+#include <QSqlError>
+#include <QSqlQuery>
+#include <QTcpSocket>
+#include <QTemporaryDir>
+#include <QTextStream>
+
+#include <algorithm>
+#include <vector>
+
+namespace {
+
+using namespace bench;
+
+constexpr int LoginRuns = 5;
+
+void generate(const QString& file, const QString& home, int accounts)
+{
+    freshDatabase(file);
+    QSqlDatabase db = QSqlDatabase::addDatabase(QStringLiteral("QSQLITE"), QStringLiteral("generator"));
+    db.setDatabaseName(file);
+    if (!db.open())
+        fail(db.lastError().text());
+    db.transaction();
+    QSqlQuery user(db);
+    user.prepare(QStringLiteral("INSERT INTO users (username, homedir, password, max_concurrent, max_logins_per_ip, quota_current) "
+                                "VALUES (?, ?, 'secret', 1, 1, 0)"));
+    QSqlQuery entry(db);
+    entry.prepare(QStringLiteral("INSERT INTO dir_rights (username, directory, dir_rights, inherit_subdirs) VALUES (?, ?, ?, ?)"));
+    for (int i = 0; i < accounts; ++i) {
+        const QString name = QStringLiteral("user%1").arg(i, 5, 10, QLatin1Char('0'));
+        user.addBindValue(name);
+        user.addBindValue(home);
+        if (!user.exec())
+            fail(user.lastError().text());
+        for (int e = 0; e < 5; ++e) {
+            entry.addBindValue(name);
+            entry.addBindValue(e == 0 ? home : home + QStringLiteral("/area%1/%2").arg(e).arg(name));
+            entry.addBindValue(e % 2 ? QStringLiteral("RL") : QStringLiteral("RWAMLCD"));
+            entry.addBindValue(e % 2);
+            if (!entry.exec())
+                fail(entry.lastError().text());
+        }
+    }
+    db.commit();
+    user = QSqlQuery();
+    entry = QSqlQuery();
+    db.close();
+    db = QSqlDatabase();
+    QSqlDatabase::removeDatabase(QStringLiteral("generator"));
+}
+
+double loginMilliseconds(int port, const QString& user)
+{
+    QElapsedTimer timer;
+    timer.start();
+    QTcpSocket socket;
+    socket.connectToHost(QHostAddress::LocalHost, static_cast<quint16>(port));
+    if (!socket.waitForConnected(5000))
+        fail(QStringLiteral("no connection"));
+    QByteArray seen;
+    const auto await = [&](const QByteArray& code) {
+        while (!seen.contains("\n" + code + " ") && !seen.startsWith(code + " ")) {
+            if (!socket.waitForReadyRead(120000))
+                fail(QStringLiteral("no reply %1: %2").arg(QString::fromLatin1(code), QString::fromUtf8(seen)));
+            seen += socket.readAll();
+        }
+    };
+    await("220");
+    socket.write("USER " + user.toUtf8() + "\r\n");
+    await("331");
+    socket.write("PASS secret\r\n");
+    await("230");
+    const double elapsed = static_cast<double>(timer.nsecsElapsed()) / 1e6;
+    socket.write("QUIT\r\n");
+    socket.waitForReadyRead(2000);
+    return elapsed;
+}
+
+double medianLogin(ProFtpdServer& server, const QString& user)
+{
+    std::vector<double> runs;
+    for (int i = 0; i < LoginRuns; ++i) {
+        runs.push_back(loginMilliseconds(server.port(), user));
+        // The account holds one session at a time: let the last one end.
+        QElapsedTimer pause;
+        pause.start();
+        while (pause.elapsed() < 50)
+            QCoreApplication::processEvents();
+    }
+    std::sort(runs.begin(), runs.end());
+    return runs[runs.size() / 2];
+}
+
+} // namespace
+
+int main(int argc, char* argv[])
+{
+    QCoreApplication app(argc, argv);
+    QTextStream out(stdout);
+    if (const QString why = ProFtpdServer::unavailableReason(); !why.isEmpty())
+        fail(why);
+    QTemporaryDir dir;
+    const QString root = dir.path();
+    QProcess::execute(QStringLiteral("chmod"), {QStringLiteral("o+rx"), root});
+    const QString home = root + QStringLiteral("/ftp");
+    QDir().mkpath(home);
+    QProcess::execute(QStringLiteral("chown"), {QStringLiteral("65534:65534"), home});
+    const QString database = root + QStringLiteral("/accounts.db");
+    const QString connection = QStringLiteral("Provider=SQLite;Data Source=") + database;
+    const QString include = root + QStringLiteral("/quillmere.conf");
+
+    for (int accounts : {1000, 10000}) {
+        generate(database, home, accounts);
+        QProcess::execute(QStringLiteral("chmod"), {QStringLiteral("o+r"), database});
+        QElapsedTimer timer;
+        timer.start();
+        QString error;
+        if (!proftpd::writeConfiguration(connection, home, include, &error))
+            fail(error);
+        out << "write, " << accounts << " accounts x 5 entries: " << timer.elapsed() << " ms ("
+            << QFile(include).size() / 1024 << " KiB)\n";
+        out.flush();
+
+        ProFtpdServer server;
+        QString whyNot;
+        timer.restart();
+        if (!server.start(root + QStringLiteral("/run%1").arg(accounts), include, &whyNot)) {
+            out << "ProFTPD did not start within 60 s on " << accounts << " accounts\n";
+            out.flush();
+            continue;
+        }
+        out << "start, " << accounts << " accounts: " << timer.elapsed() << " ms\n";
+        const int before = server.reloads();
+        timer.restart();
+        if (const QString failed = proftpd::reloadServer(server.pidFile()); !failed.isEmpty())
+            fail(failed);
+        if (!server.awaitReload(before))
+            fail(QStringLiteral("no reload"));
+        out << "reload, " << accounts << " accounts: " << timer.elapsed() << " ms\n";
+        out << "log-in after the reload (median of " << LoginRuns << "): "
+            << medianLogin(server, QStringLiteral("user%1").arg(accounts - 1, 5, 10, QLatin1Char('0'))) << " ms\n";
+        out.flush();
+    }
+
+    QString whyNot;
+    // The floor: one account, written by hand.
+    const QString floorConfig = root + QStringLiteral("/floor.conf");
+    QFile floor(floorConfig);
+    if (!floor.open(QIODevice::WriteOnly))
+        fail(floorConfig);
+    floor.write(QStringLiteral("LoadModule mod_sql.c\nLoadModule mod_sql_sqlite.c\nAuthOrder mod_sql.c\nSQLBackend sqlite3\n"
+                               "SQLConnectInfo %1\nSQLAuthTypes Plaintext\nSQLAuthenticate users\nSQLMinUserUID 1\nSQLMinUserGID 1\n"
+                               "SQLUserInfo custom:/one/none\n"
+                               "SQLNamedQuery one SELECT \"username, password, 65534, 65534, homedir, '/bin/sh' FROM users WHERE username = '%U'\"\n"
+                               "SQLNamedQuery none SELECT \"username, password, 65534, 65534, homedir, '/bin/sh' FROM users WHERE 1 = 0\"\n")
+                    .arg(database)
+                    .toUtf8());
+    floor.close();
+    ProFtpdServer floorServer;
+    if (!floorServer.start(root + QStringLiteral("/floor-run"), floorConfig, &whyNot))
+        fail(whyNot);
+    out << "log-in, hand-written one-account configuration (median of " << LoginRuns
+        << "): " << medianLogin(floorServer, QStringLiteral("user09999")) << " ms\n";
+    return 0;
+}

@@ -1,0 +1,95 @@
+#include "server/ProFtpdWindow.h"
+
+#include "platform/Prompter.h"
+#include "platform/SettingsStore.h"
+#include "server/ProFtpdSync.h"
+#include "shell/AppContext.h"
+#include "shell/AppInfo.h"
+
+#include <QDir>
+#include <QFormLayout>
+#include <QHBoxLayout>
+#include <QLabel>
+#include <QLineEdit>
+#include <QPushButton>
+#include <QVBoxLayout>
+
+ProFtpdWindow::ProFtpdWindow(AppContext& context, QWidget* parent)
+    : QDialog(parent)
+    , m_ctx(context)
+{
+    setObjectName(QStringLiteral("frmProFtpd"));
+    setWindowTitle(QStringLiteral("ProFTPD"));
+    setupControls();
+    thisFormLoadData();
+}
+
+void ProFtpdWindow::setupControls()
+{
+    m_txtConfigFile = new QLineEdit(this);
+    m_txtConfigFile->setObjectName(QStringLiteral("txtConfigFile"));
+    m_txtConfigFile->setMaxLength(SettingsStore::MaxSettingLength);
+    m_txtPidFile = new QLineEdit(this);
+    m_txtPidFile->setObjectName(QStringLiteral("txtPidFile"));
+    m_txtPidFile->setMaxLength(SettingsStore::MaxSettingLength);
+    auto* ok = new QPushButton(QStringLiteral("OK"), this);
+    ok->setObjectName(QStringLiteral("cmdOK"));
+    ok->setDefault(true);
+    auto* cancel = new QPushButton(QStringLiteral("Cancel"), this);
+    cancel->setObjectName(QStringLiteral("cmdCancel"));
+    connect(ok, &QPushButton::clicked, this, &ProFtpdWindow::cmdOK_Click);
+    connect(cancel, &QPushButton::clicked, this, &ProFtpdWindow::cmdCancel_Click);
+
+    auto* note = new QLabel(QStringLiteral("Vantrel writes this file after every change to the accounts; include it in "
+                                           "proftpd.conf. With a pid file, the server is told to read it again."),
+                            this);
+    note->setObjectName(QStringLiteral("lblNote"));
+    note->setWordWrap(true);
+    auto* form = new QFormLayout;
+    form->addRow(QStringLiteral("Configuration file"), m_txtConfigFile);
+    form->addRow(QStringLiteral("Pid file"), m_txtPidFile);
+    auto* buttons = new QHBoxLayout;
+    buttons->addStretch(1);
+    buttons->addWidget(ok);
+    buttons->addWidget(cancel);
+    auto* layout = new QVBoxLayout(this);
+    layout->addWidget(note);
+    layout->addLayout(form);
+    layout->addLayout(buttons);
+    setMinimumWidth(460);
+}
+
+void ProFtpdWindow::thisFormLoadData()
+{
+    m_txtConfigFile->setText(m_ctx.settings.getRegSettings(proftpd::ConfigSetting));
+    m_txtPidFile->setText(m_ctx.settings.getRegSettings(proftpd::PidSetting));
+}
+
+void ProFtpdWindow::cmdOK_Click()
+{
+    const QString config = m_txtConfigFile->text().trimmed();
+    const QString pid = m_txtPidFile->text().trimmed();
+    for (const QString& path : {config, pid}) {
+        if (!path.isEmpty() && QDir::isRelativePath(path)) {
+            m_ctx.prompter.tell(appinfo::Title, QStringLiteral("Please give the full path of the file.") + QStringLiteral("\r\n") + path,
+                                prompt::Icon::Exclamation);
+            return;
+        }
+    }
+    m_ctx.settings.saveRegSetting(proftpd::ConfigSetting, config);
+    m_ctx.settings.saveRegSetting(proftpd::PidSetting, pid);
+    // Written at once, so that a wrong path shows now rather than at the next save.
+    const QString error = proftpd::bringUpToDate(m_ctx.settings);
+    if (!error.isEmpty()) {
+        m_ctx.logStatus(QStringLiteral("ProFTPD configuration not brought up to date: ") + error);
+        m_ctx.prompter.tell(appinfo::Title, QStringLiteral("The ProFTPD configuration could not be brought up to date.") + QStringLiteral("\r\n") + error,
+                            prompt::Icon::Exclamation);
+        return;
+    }
+    hide();
+}
+
+void ProFtpdWindow::cmdCancel_Click()
+{
+    hide();
+}

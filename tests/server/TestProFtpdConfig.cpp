@@ -1,0 +1,100 @@
+#include "TestMain.h"
+
+#include "server/ProFtpdConfig.h"
+
+#include <QRegularExpression>
+#include <QTest>
+
+Q_DECLARE_METATYPE(proftpd::DirectoryEntry)
+
+// The text of the ProFTPD configuration, without a server: what the end-to-end
+// test of ProFTPD does not reach cheaply.
+class TestProFtpdConfig : public QObject
+{
+    Q_OBJECT
+
+    static proftpd::Model modelWith(const proftpd::Account& account)
+    {
+        proftpd::Model model;
+        model.engine = Engine::Sqlite;
+        model.connectInfo = QStringLiteral("/srv/accounts.db");
+        model.uid = 1000;
+        model.gid = 1000;
+        model.accounts = {account};
+        return model;
+    }
+
+    static QStringList directoryLines(const QString& text)
+    {
+        static const QRegularExpression line(QStringLiteral("^  <Directory (.*)>$"), QRegularExpression::MultilineOption);
+        QStringList paths;
+        for (auto match = line.globalMatch(text); match.hasNext();)
+            paths << match.next().captured(1);
+        return paths;
+    }
+
+private slots:
+    void ruleTextsReadAsTheRuleDialogsMeanThem_data()
+    {
+        QTest::addColumn<QString>("rule");
+        QTest::addColumn<QString>("token");
+        QTest::newRow("address") << "10.0.0.5" << "10.0.0.5";
+        QTest::newRow("blanks and a leading zero") << " 010.0.0.5 " << "10.0.0.5";
+        QTest::newRow("block, host bits cleared") << "10.1.2.3/8" << "10.0.0.0/255.0.0.0";
+        QTest::newRow("star in the middle") << "10.*.*.5" << "10.0.0.5/255.0.0.255";
+        QTest::newRow("star and block") << "10.20.*.*/12" << "10.16.0.0/255.240.0.0";
+        QTest::newRow("stars alone") << "*.*.*.*" << "ALL";
+        QTest::newRow("one star") << "*" << "ALL";
+        QTest::newRow("three parts") << "10.0.0" << "";
+        QTest::newRow("part above 255") << "10.0.0.256" << "";
+        QTest::newRow("prefix above 32") << "10.0.0.0/33" << "";
+        QTest::newRow("block of everything") << "1.2.3.4/0" << "0.0.0.0/0.0.0.0";
+    }
+
+    void ruleTextsReadAsTheRuleDialogsMeanThem()
+    {
+        QFETCH(QString, rule);
+        QFETCH(QString, token);
+        QCOMPARE(proftpd::wrapToken(rule), token);
+    }
+
+    void eachAccountGetsItsFolders_data()
+    {
+        QTest::addColumn<QString>("name");
+        QTest::addColumn<QList<proftpd::DirectoryEntry>>("entries");
+        QTest::addColumn<QStringList>("directories"); // empty: the account gets no section at all
+        const auto entry = [](const char* path, bool inherit) { return proftpd::DirectoryEntry{QLatin1String(path), QStringLiteral("RL"), inherit}; };
+        QTest::newRow("inherit") << "bob" << QList{entry("/srv/ftp/bob/", true)} << QStringList{"/", "/srv/ftp/bob"};
+        QTest::newRow("no inherit") << "bob" << QList{entry("/srv/ftp/bob", false)} << QStringList{"/", "/srv/ftp/bob", "/srv/ftp/bob/*/*"};
+        QTest::newRow("the first entry decides")
+            << "bob" << QList{entry("/srv/ftp", true), entry("/srv/ftp/bob", true), entry("/srv/ftp", false), entry("/srv/other", true)}
+            << QStringList{"/", "/srv/ftp", "/srv/other"};
+        QTest::newRow("a deeper entry after one without inherit")
+            << "bob" << QList{entry("/srv/ftp", false), entry("/srv/ftp/bob", true)}
+            << QStringList{"/", "/srv/ftp", "/srv/ftp/*/*", "/srv/ftp/bob"};
+        QTest::newRow("paths ProFTPD reads as patterns, or not absolute, are left out")
+            << "bob" << QList{entry("/srv/f*", true), entry("c:\\ftp", true), entry("/srv/a\"b", true), entry("/srv/my files", true)}
+            << QStringList{"/", "\"/srv/my files\""};
+        QTest::newRow("a name with a blank is quoted") << "mary ann" << QList{entry("/srv", true)} << QStringList{"/", "/srv"};
+        QTest::newRow("a name an <IfUser> cannot hold") << "a,b" << QList{entry("/srv", true)} << QStringList{};
+        QTest::newRow("a keyword of <IfUser>") << "Regex" << QList{entry("/srv", true)} << QStringList{};
+    }
+
+    void eachAccountGetsItsFolders()
+    {
+        QFETCH(QString, name);
+        QFETCH(QList<proftpd::DirectoryEntry>, entries);
+        QFETCH(QStringList, directories);
+        proftpd::Account account;
+        account.name = name;
+        account.directories = entries;
+        const QString text = proftpd::configText(modelWith(account));
+        QCOMPARE(directoryLines(text), directories);
+        QCOMPARE(text.contains(QStringLiteral("<IfUser ")), !directories.isEmpty());
+        if (!directories.isEmpty())
+            QVERIFY(text.contains(QStringLiteral("<IfUser %1>").arg(name.contains(QLatin1Char(' ')) ? QLatin1Char('"') + name + QLatin1Char('"') : name)));
+    }
+};
+
+QUILLMERE_TEST(TestProFtpdConfig)
+#include "TestProFtpdConfig.moc"
