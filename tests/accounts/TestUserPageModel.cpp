@@ -53,9 +53,11 @@ struct Account
         QStringList dirRows, ipRows = ips;
         for (const Entry& entry : dirs)
             dirRows << QStringList{entry.dir, entry.rights, entry.inherit}.join(QLatin1Char(' '));
-        dirRows.sort(), ipRows.sort();
-        return name.isEmpty() ? QStringLiteral("nothing")
-                              : (hasUser ? values.join(',') : QStringLiteral("no users row")) + " | dirs: " + dirRows.join("; ") + " | ips: " + ipRows.join(',');
+        dirRows.sort();
+        ipRows.sort();
+        if (name.isEmpty())
+            return QStringLiteral("nothing");
+        return (hasUser ? values.join(',') : QStringLiteral("no users row")) + " | dirs: " + dirRows.join("; ") + " | ips: " + ipRows.join(',');
     }
 };
 
@@ -96,7 +98,7 @@ public:
              {std::tuple("bob", options + ratio + ", comments, speed_limit_value, session_timeout, Expires, login_msg_file, use_quota, quota_max",
                          "-1, 0, 1, 0, -1, 'FilesOverall', 1, 3, 7, 'first', '128', 5, '12/31/2099', '/srv/welcome.txt', 1, 10485760"),
               std::tuple("O'Brien", options, "1, 0, 0, 1, 15"), std::tuple("a|b\u00A7c", options, "1, 2, 0, 0, 0"),
-              std::tuple("*", options, "1, 1, 0, 0, 0"), std::tuple("say \"hi\"", options + ratio, "1, 1, 0, 0, 0, 'BytesOverall', 2, 1, 5242880")})
+              std::tuple("*", options, "1, 0, 0, 0, 0"), std::tuple("say \"hi\"", options + ratio, "1, 1, 0, 0, 0, 'BytesOverall', 2, 1, 5242880")})
             m_db.exec(QStringLiteral("INSERT INTO users (username, homedir, password, quota_current, %1) VALUES (%2, %3, 'pw', 0, %4)")
                           .arg(columns, sqlQuote(QString::fromUtf8(name)), sqlQuote(m_home), QLatin1String(values)));
         for (const auto& [name, dir, rights] : {std::tuple("bob", m_folders[0], "RL"), std::tuple("bob", m_folders[1], "RWAMELCD"),
@@ -560,7 +562,7 @@ private:
             box->clear();
             QTest::keyClicks(box, text);
         };
-        const QString number = QString::number(1 + pick(9));
+        const QString number = QString::number(pick(10));
         const int roll = pick(7);
         if (kind == 0 && roll < 6) {
             const char* controls[] = {"chkDisableAccount", "ChkShowRelPath", "ChkHideHidden", "ChkAlwaysLogin", "optOneLogin", "optMaxLogins"};
