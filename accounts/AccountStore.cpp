@@ -167,7 +167,7 @@ std::optional<UserList> readUserList(AppContext& context)
     UserList list{*names, QList<bool>(names->size(), false)};
     QSet<QString> disabled;
     Rows flags = session.database()->select(
-        QStringLiteral("SELECT [username], [disable_user] FROM [users] WHERE [disable_user] IS NOT NULL"));
+        QStringLiteral("SELECT [username], [disable_user] FROM [users] WHERE [disable_user] <> 0"));
     while (flags.isValid() && flags.next()) {
         if (storedFlagIsSet(flags.value(QStringLiteral("disable_user"))))
             disabled.insert(flags.textAt(0));

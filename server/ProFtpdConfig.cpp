@@ -4,13 +4,13 @@
 #include "db/ConnectionString.h"
 #include "db/Database.h"
 #include "db/SqlText.h"
+#include "shell/EmbeddedFiles.h"
 
 #include <QDir>
 #include <QFileInfo>
 #include <QHash>
 #include <QHostAddress>
 #include <QRegularExpression>
-#include <QSaveFile>
 #include <QSet>
 
 #include <cmath>
@@ -527,12 +527,10 @@ std::optional<Model> readModel(Database& database, const QString& connectionStri
 
 bool writeConfigFile(const QString& path, const QString& text, QString* error)
 {
-    QSaveFile file(path);
-    if (!file.open(QIODevice::WriteOnly) || file.write(text.toUtf8()) < 0 || !file.commit()) {
-        *error = QStringLiteral("\"%1\" could not be written: %2").arg(path, file.errorString());
-        return false;
-    }
-    return true;
+    const QString reason = embedded::writeWholeFile(path, text.toUtf8());
+    if (!reason.isEmpty())
+        *error = QStringLiteral("\"%1\" could not be written: %2").arg(path, reason);
+    return reason.isEmpty();
 }
 
 bool writeConfiguration(const QString& connectionString, const QString& ftpDirectory, const QString& path, QString* error)

@@ -15,6 +15,18 @@ bool exists(int id)
     return QFile::exists(resourcePath(id));
 }
 
+QString writeWholeFile(const QString& path, const QByteArray& bytes, bool inPlaceFallback)
+{
+    QSaveFile target(path);
+    target.setDirectWriteFallback(inPlaceFallback);
+    const bool written = target.open(QIODevice::WriteOnly) && target.write(bytes) == bytes.size() && target.commit();
+    if (written)
+        return {};
+    const QString reason = target.errorString();
+    target.cancelWriting();
+    return reason.isEmpty() ? QStringLiteral("unknown error") : reason;
+}
+
 WriteResult writeEmbeddedFile(int id, const QString& targetPath)
 {
     QFile resource(resourcePath(id));
@@ -22,18 +34,8 @@ WriteResult writeEmbeddedFile(int id, const QString& targetPath)
         return {false, QStringLiteral("The program carries no file number %1 to write to \"%2\".").arg(id).arg(targetPath)};
     const QByteArray bytes = resource.readAll();
 
-    QSaveFile target(targetPath);
-    // Where the folder itself is read-only but the file may be written, write in place.
-    target.setDirectWriteFallback(true);
-    if (!target.open(QIODevice::WriteOnly))
-        return {false, QStringLiteral("Could not write \"%1\": %2").arg(targetPath, target.errorString())};
-    if (target.write(bytes) != bytes.size()) {
-        const QString reason = target.errorString();
-        target.cancelWriting();
+    if (const QString reason = writeWholeFile(targetPath, bytes, true); !reason.isEmpty())
         return {false, QStringLiteral("Could not write \"%1\": %2").arg(targetPath, reason)};
-    }
-    if (!target.commit())
-        return {false, QStringLiteral("Could not write \"%1\": %2").arg(targetPath, target.errorString())};
 
     const bool isProgram = id != TemplateDatabase;
     if (isProgram) {

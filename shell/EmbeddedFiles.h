@@ -20,6 +20,12 @@ struct WriteResult
     explicit operator bool() const { return ok; }
 };
 
+// Writes bytes to path whole: beside the old file and renamed over it, so a failed
+// write leaves the old file as it was. Where the folder is read-only but the file may
+// be written, inPlaceFallback writes in place instead. Returns the reason of a
+// failure, or an empty text when every byte landed.
+QString writeWholeFile(const QString& path, const QByteArray& bytes, bool inPlaceFallback = false);
+
 // The resource path of an embedded file in the Qt resource system.
 QString resourcePath(int id);
 bool exists(int id);

@@ -5,12 +5,12 @@
 #include "shell/AccountSweep.h"
 #include "shell/AppContext.h"
 #include "shell/AppInfo.h"
+#include "shell/EmbeddedFiles.h"
 
 #include <QHBoxLayout>
 #include <QHeaderView>
 #include <QLabel>
 #include <QPushButton>
-#include <QSaveFile>
 #include <QSpinBox>
 #include <QTableWidget>
 #include <QVBoxLayout>
@@ -202,12 +202,9 @@ void ExpiringWindow::cmdExport_Click()
     if (path.isEmpty())
         return;
 
-    const QByteArray bytes = expiring::toCsv(shownAccounts()).toUtf8();
-    // Written beside the old file and renamed over it: a failed export leaves the old file whole.
-    QSaveFile file(path);
-    if (!file.open(QIODevice::WriteOnly) || file.write(bytes) != bytes.size() || !file.commit()) {
-        m_ctx.prompter.tell(appinfo::Title,
-                            QStringLiteral("The accounts could not be written to\r\n%1\r\n%2").arg(path, file.errorString()),
+    // A failed export leaves an earlier file whole.
+    if (const QString reason = embedded::writeWholeFile(path, expiring::toCsv(shownAccounts()).toUtf8()); !reason.isEmpty()) {
+        m_ctx.prompter.tell(appinfo::Title, QStringLiteral("The accounts could not be written to\r\n%1\r\n%2").arg(path, reason),
                             prompt::Icon::Exclamation);
         return;
     }
