@@ -13,6 +13,7 @@
 #include <QRegularExpression>
 #include <QSet>
 
+#include <algorithm>
 #include <cmath>
 
 namespace proftpd {
@@ -52,7 +53,7 @@ QString backendModule(Engine engine)
 // characters the parser gives a meaning inside quotes escaped.
 QString word(const QString& text)
 {
-    static const QRegularExpression plain(QStringLiteral("^[A-Za-z0-9_./:@+=,*-]+$"));
+    static const QRegularExpression plain(QStringLiteral("^[A-Za-z0-9_./:@+=,*!%-]+$"));
     if (plain.match(text).hasMatch())
         return text;
     QString escaped = text;
@@ -132,45 +133,37 @@ QString ruleColumn(const QStringList& ruleTexts, int* untranslated)
     return cases.isEmpty() ? QStringLiteral("ip") : QStringLiteral("CASE ip") + cases + QStringLiteral(" ELSE ip END");
 }
 
-QString limitBlock(const QStringList& commands, const char* verdict)
+// An <IfUser> line holds at most 4096 characters; the name lists stop well short of it.
+constexpr int NameListBudget = 3000;
+
+QString limitBlock(const QStringList& commands, const char* verdict, const QString& indent)
 {
     if (commands.isEmpty())
         return {};
-    return QStringLiteral("    <Limit %1>\n      %2\n    </Limit>\n").arg(commands.join(QLatin1Char(' ')), QLatin1String(verdict));
+    return QStringLiteral("%1  <Limit %2>\n%1    %3\n%1  </Limit>\n")
+        .arg(indent, commands.join(QLatin1Char(' ')), QLatin1String(verdict));
 }
 
-// What a <Directory> section allows; a section below it names the commands it
-// allows and those of the section above that it takes back, so the texts stay short.
-struct Grant
+// A <Directory> section that says everything itself: what it allows, what it
+// denies, overwriting and appending. Nothing in it depends on the account's other
+// sections, so every account with the same entry shares one text.
+QString directoryBlock(const QString& path, const QStringList& allowed, bool hideHidden, const QString& indent)
 {
-    QStringList commands;
-    bool overwrites = false;
-    bool appends = false;
-};
-
-Grant grantOf(const QStringList& commands)
-{
-    // Replacing a file destroys the old one, so it takes the right to delete as well as to write.
-    return {commands, commands.contains(QLatin1String("STOR")) && commands.contains(QLatin1String("DELE")),
-            commands.contains(QLatin1String("APPE"))};
-}
-
-void appendDirectoryBlock(QString& text, const QString& path, const Grant& grant, const Grant& above, bool hideHidden)
-{
-    text += QLatin1String("  <Directory ") + word(path) + QLatin1String(">\n");
+    QString text = indent + QLatin1String("<Directory ") + word(path) + QLatin1String(">\n");
     if (hideHidden)
-        text += QLatin1String("    HideFiles ^\\.\n");
-    if (grant.overwrites != above.overwrites)
-        text += grant.overwrites ? QLatin1String("    AllowOverwrite on\n") : QLatin1String("    AllowOverwrite off\n");
-    if (grant.appends != above.appends)
-        text += grant.appends ? QLatin1String("    AllowStoreRestart on\n") : QLatin1String("    AllowStoreRestart off\n");
-    QStringList takenBack;
-    for (const QString& command : above.commands) {
-        if (!grant.commands.contains(command))
-            takenBack << command;
+        text += indent + QLatin1String("  HideFiles ^\\.\n");
+    // Replacing a file destroys the old one, so it takes the right to delete as well as to write.
+    const bool overwrites = allowed.contains(QLatin1String("STOR")) && allowed.contains(QLatin1String("DELE"));
+    text += indent + (overwrites ? QLatin1String("  AllowOverwrite on\n") : QLatin1String("  AllowOverwrite off\n"));
+    text += indent
+        + (allowed.contains(QLatin1String("APPE")) ? QLatin1String("  AllowStoreRestart on\n") : QLatin1String("  AllowStoreRestart off\n"));
+    QStringList denied;
+    for (const QString& command : decidedCommands()) {
+        if (!allowed.contains(command))
+            denied << command;
     }
-    text += limitBlock(grant.commands, "AllowAll") + limitBlock(takenBack, "DenyAll");
-    text += QLatin1String("  </Directory>\n");
+    text += limitBlock(allowed, "AllowAll", indent) + limitBlock(denied, "DenyAll", indent);
+    return text + indent + QLatin1String("</Directory>\n");
 }
 
 // A stored directory as a <Directory> path: absolute, without a trailing separator,
@@ -191,33 +184,29 @@ bool covers(const QString& ancestor, const QString& path)
     return ancestor == QLatin1String("/") ? true : path.startsWith(ancestor + QLatin1Char('/'));
 }
 
-QString accountSection(const Account& account)
+// What one account needs beyond the tables, as texts for <IfUser> sections. Each
+// text is complete on its own, so accounts with equal values share a section.
+QStringList accountBlocks(const Account& account)
 {
-    QString section = QStringLiteral("<IfUser %1>\n").arg(word(account.name));
+    const QString indent = QStringLiteral("  ");
+    QStringList blocks;
     if (account.idleSeconds > 0)
-        section += QStringLiteral("  TimeoutIdle %1\n").arg(account.idleSeconds);
+        blocks << QStringLiteral("  TimeoutIdle %1\n").arg(account.idleSeconds);
     if (account.sessionSeconds > 0)
-        section += QStringLiteral("  TimeoutSession %1\n").arg(account.sessionSeconds);
+        blocks << QStringLiteral("  TimeoutSession %1\n").arg(account.sessionSeconds);
     if (account.kilobytesPerSecond > 0)
-        section += QStringLiteral("  TransferRate RETR,STOR,STOU,APPE %1\n").arg(account.kilobytesPerSecond, 0, 'f', 3);
+        blocks << QStringLiteral("  TransferRate RETR,STOR,STOU,APPE %1\n").arg(account.kilobytesPerSecond, 0, 'f', 3);
     if (account.maxSessions > 0)
-        section += QStringLiteral("  MaxClientsPerUser %1\n").arg(account.maxSessions);
+        blocks << QStringLiteral("  MaxClientsPerUser %1\n").arg(account.maxSessions);
     if (account.maxSessionsPerAddress > 0)
-        section += QStringLiteral("  MaxClientsPerHost %1\n").arg(account.maxSessionsPerAddress);
+        blocks << QStringLiteral("  MaxClientsPerHost %1\n").arg(account.maxSessionsPerAddress);
     if (!account.loginMessageFile.trimmed().isEmpty())
-        section += QStringLiteral("  DisplayLogin %1\n").arg(word(account.loginMessageFile.trimmed()));
-
-    // Nothing outside the entries: the account reaches only the folders it was given.
-    // The server's own settings above are taken back whole, whatever they allow.
-    Grant everything = grantOf(decidedCommands());
-    everything.overwrites = everything.appends = true;
-    appendDirectoryBlock(section, QStringLiteral("/"), Grant{}, everything, account.hideHiddenFiles);
+        blocks << QStringLiteral("  DisplayLogin %1\n").arg(word(account.loginMessageFile.trimmed()));
 
     struct Kept
     {
         QString path;
         bool inherit;
-        Grant grant;
     };
     QList<Kept> kept;
     for (const DirectoryEntry& entry : account.directories) {
@@ -229,31 +218,82 @@ QString accountSection(const Account& account)
         const bool shadowed = std::any_of(kept.cbegin(), kept.cend(), [&](const Kept& earlier) {
             return earlier.path == *path || (earlier.inherit && covers(earlier.path, *path));
         });
-        if (!shadowed)
-            kept.append({*path, entry.inherit, grantOf(allowedCommands(entry.rights))});
-    }
-    // The section ProFTPD puts above a path: the closest entry that covers it, or, two
-    // levels and more below an entry without inherit, the section that empties those.
-    const auto above = [&kept](const QString& path) {
-        const Kept* closest = nullptr;
-        for (const Kept& other : kept) {
-            if (covers(other.path, path) && other.path != path && (!closest || other.path.size() > closest->path.size()))
-                closest = &other;
-        }
-        if (!closest)
-            return Grant{};
-        const QString rest = path.mid(closest->path == QLatin1String("/") ? 1 : closest->path.size() + 1);
-        return !closest->inherit && rest.contains(QLatin1Char('/')) ? Grant{} : closest->grant;
-    };
-    for (const Kept& entry : kept) {
-        appendDirectoryBlock(section, entry.path, entry.grant, above(entry.path), account.hideHiddenFiles);
+        if (shadowed)
+            continue;
+        kept.append({*path, entry.inherit});
+        // A folder named after the account is written with ProFTPD's %u, so the
+        // accounts whose entries differ only by their own names share one section.
+        QStringList parts = path->split(QLatin1Char('/'));
+        std::replace(parts.begin(), parts.end(), account.name, QStringLiteral("%u"));
+        const QString shared = parts.join(QLatin1Char('/'));
+        blocks << directoryBlock(shared, allowedCommands(entry.rights), account.hideHiddenFiles, indent);
         // Without inherit, what lies in the entry's subfolders is out of reach.
         if (!entry.inherit) {
-            const QString below = (entry.path == QLatin1String("/") ? QString() : entry.path) + QStringLiteral("/*/*");
-            appendDirectoryBlock(section, below, Grant{}, entry.grant, account.hideHiddenFiles);
+            const QString below = (shared == QLatin1String("/") ? QString() : shared) + QStringLiteral("/*/*");
+            blocks << directoryBlock(below, {}, account.hideHiddenFiles, indent);
         }
     }
-    return section + QStringLiteral("</IfUser>\n");
+    return blocks;
+}
+
+// The <IfUser> sections: one per distinct text, naming every account that needs it.
+// ProFTPD searches the whole configuration for each section it merges at a log-in,
+// once more for every other section with a command of the same name, so the
+// sections are kept as few as the name lists allow.
+QString userSections(const QList<Account>& accounts)
+{
+    QHash<QString, qsizetype> index;
+    QList<std::pair<QString, QStringList>> sections;
+    QStringList everyone;
+    for (const Account& account : accounts) {
+        if (!isConfigurableName(account.name))
+            continue;
+        everyone << account.name;
+        for (const QString& block : accountBlocks(account)) {
+            const auto found = index.constFind(block);
+            if (found != index.cend()) {
+                sections[*found].second << account.name;
+            } else {
+                index.insert(block, sections.size());
+                sections.append({block, {account.name}});
+            }
+        }
+    }
+    QString text;
+    for (const auto& [block, names] : sections) {
+        if (names.size() == everyone.size()) {
+            text += QLatin1String("<IfUser regex ^>\n") + block + QLatin1String("</IfUser>\n");
+            continue;
+        }
+        // A section most accounts share names those it leaves out, when that is shorter.
+        if (names.size() > everyone.size() / 2) {
+            const QSet<QString> members(names.cbegin(), names.cend());
+            QStringList others;
+            qsizetype length = 0;
+            for (const QString& name : everyone) {
+                if (!members.contains(name)) {
+                    others << QLatin1Char('!') + name;
+                    length += name.size() + 2;
+                }
+            }
+            if (length <= NameListBudget) {
+                text += QLatin1String("<IfUser AND ") + word(others.join(QLatin1Char(','))) + QLatin1String(">\n") + block
+                    + QLatin1String("</IfUser>\n");
+                continue;
+            }
+        }
+        for (qsizetype first = 0; first < names.size();) {
+            QStringList chunk;
+            qsizetype length = 0;
+            while (first < names.size() && (chunk.isEmpty() || length + names[first].size() + 1 <= NameListBudget)) {
+                length += names[first].size() + 1;
+                chunk << names[first++];
+            }
+            text += QLatin1String("<IfUser ") + word(chunk.join(QLatin1Char(','))) + QLatin1String(">\n") + block
+                + QLatin1String("</IfUser>\n");
+        }
+    }
+    return text;
 }
 
 qint64 positiveWhole(const Rows& rows, const char* column)
@@ -423,11 +463,11 @@ QString configText(const Model& model)
     text += namedQuery(QStringLiteral("quillmere-quota-insert"), QStringLiteral("FREEFORM"),
                        QStringLiteral("UPDATE users SET quota_current = quota_current WHERE 1 = 0"));
 
+    // Nothing outside the entries: an account reaches only the folders it was given,
+    // whatever the server's own configuration allows.
     text += QStringLiteral("\n# What the tables hold per account beyond them.\n");
-    for (const Account& account : model.accounts) {
-        if (isConfigurableName(account.name))
-            text += accountSection(account);
-    }
+    text += directoryBlock(QStringLiteral("/"), {}, false, {});
+    text += userSections(model.accounts);
     return text;
 }
 

@@ -15,7 +15,7 @@ class Database;
 // accounts, passwords and the disable flag at each log-in, mod_wrap2_sql the IP
 // rules, mod_quotatab_sql the quota and its tally; what no module reads from the
 // tables (directory rights, time-outs, speed and session limits, the log-in message,
-// hidden files) is written out per account from the rows read here, so
+// hidden files) is written out in sections shared by the accounts that need them, so
 // the file has to be written again whenever the accounts change.
 namespace proftpd {
 
