@@ -172,41 +172,41 @@ int main(int argc, char* argv[])
     if (sizes.isEmpty())
         sizes = {1000, 10000};
     for (int accounts : sizes) {
-      for (const Shape shape : {Shape::Shared, Shape::OwnFolders}) {
-        generate(database, home, accounts, shape);
-        QProcess::execute(QStringLiteral("chmod"), {QStringLiteral("o+r"), database});
-        const QString label = QStringLiteral("%1 accounts x 5 entries, %2")
-                                  .arg(accounts)
-                                  .arg(shape == Shape::Shared ? QStringLiteral("entries shared but for the name")
-                                                              : QStringLiteral("a folder of each account's own"));
-        QElapsedTimer timer;
-        timer.start();
-        QString error;
-        if (!proftpd::writeConfiguration(connection, home, include, &error))
-            fail(error);
-        out << label << ":\n  write: " << timer.elapsed() << " ms (" << QFile(include).size() / 1024 << " KiB)\n";
-        out.flush();
-
-        ProFtpdServer server;
-        QString whyNot;
-        timer.restart();
-        if (!server.start(root + QStringLiteral("/run%1-%2").arg(accounts).arg(int(shape)), include, &whyNot)) {
-            out << "  ProFTPD did not start within 60 s\n";
+        for (const Shape shape : {Shape::Shared, Shape::OwnFolders}) {
+            generate(database, home, accounts, shape);
+            QProcess::execute(QStringLiteral("chmod"), {QStringLiteral("o+r"), database});
+            const QString label = QStringLiteral("%1 accounts x 5 entries, %2")
+                                      .arg(accounts)
+                                      .arg(shape == Shape::Shared ? QStringLiteral("entries shared but for the name")
+                                                                  : QStringLiteral("a folder of each account's own"));
+            QElapsedTimer timer;
+            timer.start();
+            QString error;
+            if (!proftpd::writeConfiguration(connection, home, include, &error))
+                fail(error);
+            out << label << ":\n  write: " << timer.elapsed() << " ms (" << QFile(include).size() / 1024 << " KiB)\n";
             out.flush();
-            continue;
+
+            ProFtpdServer server;
+            QString whyNot;
+            timer.restart();
+            if (!server.start(root + QStringLiteral("/run%1-%2").arg(accounts).arg(int(shape)), include, &whyNot)) {
+                out << "  ProFTPD did not start within 60 s\n";
+                out.flush();
+                continue;
+            }
+            out << "  start: " << timer.elapsed() << " ms\n";
+            const int before = server.reloads();
+            timer.restart();
+            if (const QString failed = proftpd::reloadServer(server.pidFile()); !failed.isEmpty())
+                fail(failed);
+            if (!server.awaitReload(before))
+                fail(QStringLiteral("no reload"));
+            out << "  reload: " << timer.elapsed() << " ms\n";
+            out << "  log-in after the reload (median of " << LoginRuns << "): " << medianLogin(server, accountName(accounts - 1))
+                << " ms\n";
+            out.flush();
         }
-        out << "  start: " << timer.elapsed() << " ms\n";
-        const int before = server.reloads();
-        timer.restart();
-        if (const QString failed = proftpd::reloadServer(server.pidFile()); !failed.isEmpty())
-            fail(failed);
-        if (!server.awaitReload(before))
-            fail(QStringLiteral("no reload"));
-        out << "  reload: " << timer.elapsed() << " ms\n";
-        out << "  log-in after the reload (median of " << LoginRuns << "): " << medianLogin(server, accountName(accounts - 1))
-            << " ms\n";
-        out.flush();
-      }
     }
 
     QString whyNot;
