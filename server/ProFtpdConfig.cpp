@@ -144,12 +144,12 @@ QString limitBlock(const QStringList& commands, const char* verdict, const QStri
         .arg(indent, commands.join(QLatin1Char(' ')), QLatin1String(verdict));
 }
 
-// A <Directory> section that says everything itself: what it allows, what it
-// denies, overwriting and appending. Nothing in it depends on the account's other
-// sections, so every account with the same entry shares one text.
-QString directoryBlock(const QString& path, const QStringList& allowed, bool hideHidden, const QString& indent)
+// What a <Directory> section says inside: everything it allows and denies,
+// overwriting and appending. Nothing in it depends on the account's other sections,
+// so every account with the same entry shares one text.
+QString directoryBody(const QStringList& allowed, bool hideHidden, const QString& indent)
 {
-    QString text = indent + QLatin1String("<Directory ") + word(path) + QLatin1String(">\n");
+    QString text;
     if (hideHidden)
         text += indent + QLatin1String("  HideFiles ^\\.\n");
     // Replacing a file destroys the old one, so it takes the right to delete as well as to write.
@@ -164,6 +164,11 @@ QString directoryBlock(const QString& path, const QStringList& allowed, bool hid
     }
     text += limitBlock(allowed, "AllowAll", indent) + limitBlock(denied, "DenyAll", indent);
     return text + indent + QLatin1String("</Directory>\n");
+}
+
+QString directoryHead(const QString& path, const QString& indent)
+{
+    return indent + QLatin1String("<Directory ") + word(path) + QLatin1String(">\n");
 }
 
 // A stored directory as a <Directory> path: absolute, without a trailing separator,
@@ -186,9 +191,17 @@ bool covers(const QString& ancestor, const QString& path)
 
 // What one account needs beyond the tables, as texts for <IfUser> sections. Each
 // text is complete on its own, so accounts with equal values share a section.
-QStringList accountBlocks(const Account& account)
+// `bodies` keeps the inside of the <Directory> sections by what they allow, so that each is built once.
+QStringList accountBlocks(const Account& account, QHash<QString, QString>& bodies)
 {
     const QString indent = QStringLiteral("  ");
+    const auto body = [&](const QStringList& allowed) -> const QString& {
+        const QString key = allowed.join(QLatin1Char(' ')) + (account.hideHiddenFiles ? QLatin1String("\n1") : QLatin1String("\n0"));
+        auto found = bodies.find(key);
+        if (found == bodies.end())
+            found = bodies.insert(key, directoryBody(allowed, account.hideHiddenFiles, indent));
+        return *found;
+    };
     QStringList blocks;
     if (account.idleSeconds > 0)
         blocks << QStringLiteral("  TimeoutIdle %1\n").arg(account.idleSeconds);
@@ -226,11 +239,11 @@ QStringList accountBlocks(const Account& account)
         QStringList parts = path->split(QLatin1Char('/'));
         std::replace(parts.begin(), parts.end(), account.name, QStringLiteral("%u"));
         const QString shared = parts.join(QLatin1Char('/'));
-        blocks << directoryBlock(shared, allowedCommands(entry.rights), account.hideHiddenFiles, indent);
+        blocks << directoryHead(shared, indent) + body(allowedCommands(entry.rights));
         // Without inherit, what lies in the entry's subfolders is out of reach.
         if (!entry.inherit) {
             const QString below = (shared == QLatin1String("/") ? QString() : shared) + QStringLiteral("/*/*");
-            blocks << directoryBlock(below, {}, account.hideHiddenFiles, indent);
+            blocks << directoryHead(below, indent) + body({});
         }
     }
     return blocks;
@@ -243,13 +256,14 @@ QStringList accountBlocks(const Account& account)
 QString userSections(const QList<Account>& accounts)
 {
     QHash<QString, qsizetype> index;
+    QHash<QString, QString> bodies;
     QList<std::pair<QString, QStringList>> sections;
     QStringList everyone;
     for (const Account& account : accounts) {
         if (!isConfigurableName(account.name))
             continue;
         everyone << account.name;
-        for (const QString& block : accountBlocks(account)) {
+        for (const QString& block : accountBlocks(account, bodies)) {
             const auto found = index.constFind(block);
             if (found != index.cend()) {
                 sections[*found].second << account.name;
@@ -364,23 +378,30 @@ const QStringList& decidedCommands()
 
 QStringList allowedCommands(const QString& rights)
 {
+    static const QStringList moving = {"CWD", "XCWD", "CDUP", "XCUP", "PWD", "XPWD"};
+    static const QStringList listing = {"LIST", "NLST", "MLSD", "MLST", "STAT"};
+    static const QStringList reading = {"RETR", "SIZE", "MDTM"};
+    static const QStringList writing = {"STOR", "STOU", "RNTO"};
+    static const QStringList removing = {"DELE", "RNFR"};
+    static const QStringList making = {"MKD", "XMKD"};
+    static const QStringList removingFolders = {"RMD", "XRMD"};
     const accessrules::Rights granted = accessrules::readRights(rights);
     // Moving about is part of every entry; "E" has no FTP command to allow.
-    QStringList commands = QStringLiteral("CWD XCWD CDUP XCUP PWD XPWD").split(QLatin1Char(' '));
+    QStringList commands = moving;
     if (granted.list)
-        commands << QStringLiteral("LIST NLST MLSD MLST STAT").split(QLatin1Char(' '));
+        commands << listing;
     if (granted.read)
-        commands << QStringLiteral("RETR SIZE MDTM").split(QLatin1Char(' '));
+        commands << reading;
     if (granted.write)
-        commands << QStringLiteral("STOR STOU RNTO").split(QLatin1Char(' '));
+        commands << writing;
     if (granted.append)
         commands << QStringLiteral("APPE");
     if (granted.remove)
-        commands << QStringLiteral("DELE RNFR").split(QLatin1Char(' '));
+        commands << removing;
     if (granted.make)
-        commands << QStringLiteral("MKD XMKD").split(QLatin1Char(' '));
+        commands << making;
     if (granted.removeDirectory)
-        commands << QStringLiteral("RMD XRMD").split(QLatin1Char(' '));
+        commands << removingFolders;
     return commands;
 }
 
@@ -466,7 +487,7 @@ QString configText(const Model& model)
     // Nothing outside the entries: an account reaches only the folders it was given,
     // whatever the server's own configuration allows.
     text += QStringLiteral("\n# What the tables hold per account beyond them.\n");
-    text += directoryBlock(QStringLiteral("/"), {}, false, {});
+    text += directoryHead(QStringLiteral("/"), {}) + directoryBody({}, false, {});
     text += userSections(model.accounts);
     return text;
 }
