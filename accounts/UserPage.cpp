@@ -70,10 +70,9 @@ QLabel* groupLabel(const QString& caption, QWidget* parent)
 
 } // namespace
 
-UserPage::UserPage(AppContext& context, AppWindows& windows, PageState& page, QWidget* parent)
+UserPage::UserPage(AppContext& context, PageState& page, QWidget* parent)
     : QWidget(parent)
     , m_ctx(context)
-    , m_windows(windows)
     , m_page(page)
 {
     setObjectName(QStringLiteral("userPage"));

@@ -5,7 +5,6 @@
 #include <QWidget>
 
 class AddEditDirWindow;
-class AppWindows;
 class NewNameWindow;
 class QCheckBox;
 class QGroupBox;
@@ -32,7 +31,7 @@ class UserPage : public QWidget
 public:
     static inline const QString PasswordPlaceholder = QStringLiteral("[Click Here to Change]");
 
-    UserPage(AppContext& context, AppWindows& windows, PageState& page, QWidget* parent = nullptr);
+    UserPage(AppContext& context, PageState& page, QWidget* parent = nullptr);
 
     // Refills the user list from the database and selects (and so loads) the first user.
     void popMain();
@@ -109,7 +108,6 @@ private:
     void swapAccessItems(int row, int otherRow);
 
     AppContext& m_ctx;
-    AppWindows& m_windows;
     PageState& m_page;
 
     QGroupBox* m_frame1 = nullptr;

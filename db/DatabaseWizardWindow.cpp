@@ -9,9 +9,7 @@
 #include "platform/Clock.h"
 #include "platform/Prompter.h"
 #include "platform/SettingsStore.h"
-#include "server/ConfigureWindow.h"
 #include "shell/AppContext.h"
-#include "shell/AppWindows.h"
 #include "shell/EmbeddedFiles.h"
 #include "shell/StatusLog.h"
 
@@ -272,10 +270,9 @@ const QStringList& DatabaseWizardWindow::defaultDatabaseNames()
     return names;
 }
 
-DatabaseWizardWindow::DatabaseWizardWindow(AppContext& context, AppWindows& windows, QWidget* parent)
+DatabaseWizardWindow::DatabaseWizardWindow(AppContext& context, QWidget* parent)
     : QDialog(parent)
     , m_ctx(context)
-    , m_windows(windows)
 {
     setObjectName(QStringLiteral("frmDatabaseWizard1"));
     setWindowTitle(QStringLiteral("Database Wizard"));
@@ -532,7 +529,7 @@ void DatabaseWizardWindow::cmdPage4Next_Click()
                             prompt::Icon::Exclamation);
         return;
     }
-    m_windows.configure().setConnectionString(connection);
+    emit connectionStringChosen(connection);
     if (!m_ctx.settings.saveConnectionString(connection))
         m_ctx.logStatus(QStringLiteral("the connection string could not be saved"));
     endWizard();
@@ -801,7 +798,7 @@ void DatabaseWizardWindow::saveAndFinish(const QString& connection)
                             prompt::Icon::Critical);
         return;
     }
-    m_windows.configure().setConnectionString(connection);
+    emit connectionStringChosen(connection);
     wizardLog(QStringLiteral("Finish database creation"));
     showFormFace(3);
 }

@@ -10,7 +10,6 @@
 #include <optional>
 #include <vector>
 
-class AppWindows;
 class DataLinkDialog;
 class Database;
 class QButtonGroup;
@@ -35,7 +34,7 @@ public:
     // The names the database name prompt proposes; one is drawn per run.
     static const QStringList& defaultDatabaseNames();
 
-    DatabaseWizardWindow(AppContext& context, AppWindows& windows, QWidget* parent = nullptr);
+    DatabaseWizardWindow(AppContext& context, QWidget* parent = nullptr);
     ~DatabaseWizardWindow() override;
 
     // Shows the controls of one page (1 to 4) and hides all others.
@@ -55,6 +54,10 @@ public:
     void cmdPage1Cancel_Click();
     void cmdPage2Cancel_Click();
     void cmdPage4Cancel_Click();
+
+signals:
+    // A connection string was made or chosen: the configuration window shows it.
+    void connectionStringChosen(const QString& connection);
 
 protected:
     void reject() override;
@@ -103,7 +106,6 @@ private:
     void setBusy(bool busy);
 
     AppContext& m_ctx;
-    AppWindows& m_windows;
     int m_page = 1;
     bool m_busy = false;
     std::chrono::milliseconds m_connectTimeout{std::chrono::seconds(60)};

@@ -1,5 +1,6 @@
 #include "limits/DiskQuotaWindow.h"
 
+#include "accounts/PageState.h"
 #include "db/SqlText.h"
 #include "limits/LoadedAccount.h"
 #include "limits/Numbers.h"
@@ -8,8 +9,6 @@
 #include "platform/Prompter.h"
 #include "shell/AppContext.h"
 #include "shell/AppInfo.h"
-#include "shell/AppWindows.h"
-#include "shell/MainWindow.h"
 #include "shell/Session.h"
 
 #include <QCoreApplication>
@@ -37,10 +36,10 @@ template <typename T> T* named(T* widget, const char* objectName)
 
 } // namespace
 
-DiskQuotaWindow::DiskQuotaWindow(AppContext& context, AppWindows& windows, QWidget* parent)
+DiskQuotaWindow::DiskQuotaWindow(AppContext& context, PageState& page, QWidget* parent)
     : QDialog(parent)
     , m_ctx(context)
-    , m_windows(windows)
+    , m_page(page)
 {
     setObjectName(QStringLiteral("frmDiskQuota"));
     setWindowTitle(QStringLiteral("User Disk Quota"));
@@ -148,7 +147,7 @@ bool DiskQuotaWindow::readQuota(bool maximumAndFlag)
 void DiskQuotaWindow::popQuota()
 {
     // The dialog holds an account only once its row has been read.
-    m_loadedUser = m_windows.main().pageState().currentUser;
+    m_loadedUser = m_page.currentUser;
     if (!readQuota(true))
         m_loadedUser.clear();
     m_txtQuotaMaximum->setEnabled(m_chkEnableQuota->isChecked());

@@ -2,7 +2,7 @@
 
 #include <QDialog>
 
-class AppWindows;
+struct PageState;
 class NumericKeyFilter;
 class QCheckBox;
 class QLabel;
@@ -17,7 +17,7 @@ class DiskQuotaWindow : public QDialog
     Q_OBJECT
 
 public:
-    DiskQuotaWindow(AppContext& context, AppWindows& windows, QWidget* parent = nullptr);
+    DiskQuotaWindow(AppContext& context, PageState& page, QWidget* parent = nullptr);
 
     void popQuota();
     void popQuota2();
@@ -39,7 +39,7 @@ private:
     bool readQuota(bool maximumAndFlag);
 
     AppContext& m_ctx;
-    AppWindows& m_windows;
+    PageState& m_page;
     QString m_loadedUser;
     // The stored maximum in bytes and the text it was shown as.
     double m_storedMaximum = 0;

@@ -1,6 +1,6 @@
 #include "limits/MiscSetupWindow.h"
 
-#include "accounts/UserPage.h"
+#include "accounts/PageState.h"
 #include "db/SqlText.h"
 #include "db/StoredFlag.h"
 #include "limits/MonthCalendar.h"
@@ -14,8 +14,6 @@
 #include "platform/Clock.h"
 #include "shell/AppContext.h"
 #include "shell/AppInfo.h"
-#include "shell/AppWindows.h"
-#include "shell/MainWindow.h"
 #include "shell/Session.h"
 
 #include <QButtonGroup>
@@ -62,10 +60,10 @@ QString zeroOrOne(const QCheckBox* box)
 
 } // namespace
 
-MiscSetupWindow::MiscSetupWindow(AppContext& context, AppWindows& windows, QWidget* parent)
+MiscSetupWindow::MiscSetupWindow(AppContext& context, PageState& page, QWidget* parent)
     : QDialog(parent)
     , m_ctx(context)
-    , m_windows(windows)
+    , m_page(page)
 {
     setObjectName(QStringLiteral("frmMiscSetup"));
     setWindowTitle(QStringLiteral("User Miscellaneous Setup"));
@@ -244,7 +242,7 @@ void MiscSetupWindow::popInfo()
 {
     // The dialog holds an account only once its row has been read, so that OK never
     // writes what it shows to another account.
-    const QString name = m_windows.main().pageState().currentUser;
+    const QString name = m_page.currentUser;
     m_loadedUser.clear();
     Session session(m_ctx);
     if (!session.open())
@@ -462,8 +460,7 @@ void MiscSetupWindow::save()
     session.close();
     m_targetBox = nullptr;
     hide();
-    UserPage& page = m_windows.main().userPage();
-    page.loadUserData(m_windows.main().pageState().currentUser);
+    emit accountSaved();
 }
 
 void MiscSetupWindow::cmdCancel_Click()

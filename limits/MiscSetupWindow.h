@@ -2,7 +2,7 @@
 
 #include <QDialog>
 
-class AppWindows;
+struct PageState;
 class MonthCalendar;
 class NumericKeyFilter;
 class QButtonGroup;
@@ -22,7 +22,7 @@ class MiscSetupWindow : public QDialog
     Q_OBJECT
 
 public:
-    MiscSetupWindow(AppContext& context, AppWindows& windows, QWidget* parent = nullptr);
+    MiscSetupWindow(AppContext& context, PageState& page, QWidget* parent = nullptr);
 
     // Loads the options of the main window's current user.
     void popInfo();
@@ -44,6 +44,8 @@ public:
 signals:
     // Enter on the calendar closes and destroys the whole window.
     void destroyRequested();
+    // The account's options were written: the user page shows them again.
+    void accountSaved();
 
 protected:
     bool eventFilter(QObject* watched, QEvent* event) override;
@@ -62,7 +64,7 @@ private:
     void save();
 
     AppContext& m_ctx;
-    AppWindows& m_windows;
+    PageState& m_page;
     QString m_loadedUser;
     QButtonGroup* m_logins = nullptr;
     QLineEdit* m_targetBox = nullptr;

@@ -1,5 +1,6 @@
 #include "limits/UDRatiosWindow.h"
 
+#include "accounts/PageState.h"
 #include "db/SqlText.h"
 #include "limits/LoadedAccount.h"
 #include "limits/Numbers.h"
@@ -8,8 +9,6 @@
 #include "platform/Prompter.h"
 #include "shell/AppContext.h"
 #include "shell/AppInfo.h"
-#include "shell/AppWindows.h"
-#include "shell/MainWindow.h"
 #include "shell/Session.h"
 
 #include <QButtonGroup>
@@ -42,10 +41,10 @@ bool shows(const QLabel* label, const char* text)
 
 } // namespace
 
-UDRatiosWindow::UDRatiosWindow(AppContext& context, AppWindows& windows, QWidget* parent)
+UDRatiosWindow::UDRatiosWindow(AppContext& context, PageState& page, QWidget* parent)
     : QDialog(parent)
     , m_ctx(context)
-    , m_windows(windows)
+    , m_page(page)
 {
     setObjectName(QStringLiteral("frmUDRatios"));
     setWindowTitle(QStringLiteral("User Upload/Download Ratios"));
@@ -194,7 +193,7 @@ void UDRatiosWindow::checkEnabled()
 void UDRatiosWindow::thisFormLoadData()
 {
     // The dialog holds an account only once its row has been read.
-    const QString name = m_windows.main().pageState().currentUser;
+    const QString name = m_page.currentUser;
     m_loadedUser.clear();
     Session session(m_ctx);
     if (!session.open())

@@ -2,7 +2,7 @@
 
 #include <QDialog>
 
-class AppWindows;
+struct PageState;
 class NumericKeyFilter;
 class QCheckBox;
 class QComboBox;
@@ -19,7 +19,7 @@ class UDRatiosWindow : public QDialog
     Q_OBJECT
 
 public:
-    UDRatiosWindow(AppContext& context, AppWindows& windows, QWidget* parent = nullptr);
+    UDRatiosWindow(AppContext& context, PageState& page, QWidget* parent = nullptr);
 
     void thisFormLoadData();
     bool thisFormSaveData();
@@ -46,7 +46,7 @@ private:
     QString unit() const;
 
     AppContext& m_ctx;
-    AppWindows& m_windows;
+    PageState& m_page;
     QString m_loadedUser;
     bool m_loading = false;
 

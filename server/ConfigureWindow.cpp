@@ -1,6 +1,5 @@
 #include "server/ConfigureWindow.h"
 
-#include "db/DatabaseWizardWindow.h"
 #include "platform/Clock.h"
 #include "platform/DateForm.h"
 #include "platform/PathInfo.h"
@@ -8,15 +7,11 @@
 #include "platform/SettingsStore.h"
 #include "shell/AccountSweep.h"
 #include "shell/AppContext.h"
-#include "server/IpRulesWindow.h"
 #include "server/ServerIni.h"
 #include "shell/AppInfo.h"
-#include "shell/AppWindows.h"
 #include "shell/EmbeddedFiles.h"
-#include "shell/MainWindow.h"
 #include "shell/Session.h"
 #include "shell/ProgramExit.h"
-#include "shell/StatusWindow.h"
 
 #include <QComboBox>
 #include <QDir>
@@ -59,10 +54,9 @@ QPushButton* button(const QString& objectName, const QString& caption, QWidget* 
 
 } // namespace
 
-ConfigureWindow::ConfigureWindow(AppContext& context, AppWindows& windows, QWidget* parent)
+ConfigureWindow::ConfigureWindow(AppContext& context, QWidget* parent)
     : QDialog(parent)
     , m_ctx(context)
-    , m_windows(windows)
 {
     setObjectName(QStringLiteral("frmConfigure"));
     setWindowTitle(QStringLiteral("Quillmere Configuration"));
@@ -258,7 +252,7 @@ void ConfigureWindow::txtServuPath_LostFocus()
 {
     // A hidden way to the status log for support calls.
     if (m_txtServuPath->text().toLower() == QLatin1String("show log"))
-        m_ctx.prompter.runModal(&m_windows.status());
+        emit statusLogRequested();
 }
 
 void ConfigureWindow::cmdConnectionString_Click()
@@ -269,16 +263,12 @@ void ConfigureWindow::cmdConnectionString_Click()
                                            prompt::Icon::Exclamation, prompt::Buttons::YesNoCancel);
     if (answer == prompt::Answer::Cancel)
         return;
-    DatabaseWizardWindow& wizard = m_windows.databaseWizard();
-    wizard.showFormFace(answer == prompt::Answer::Yes ? 1 : 4);
-    m_ctx.prompter.runModal(&wizard);
+    emit databaseWizardRequested(answer == prompt::Answer::Yes ? 1 : 4);
 }
 
 void ConfigureWindow::cmdGlobalIPAccess_Click()
 {
-    IpRulesWindow& rules = m_windows.globalIpAccess();
-    rules.popList();
-    m_ctx.prompter.runModal(&rules);
+    emit globalIpRulesRequested();
 }
 
 namespace {
@@ -453,7 +443,7 @@ void ConfigureWindow::cmdCommitChanges_Click()
     m_ctx.prompter.tell(appinfo::Title, QStringLiteral("You must restart the Serv-U server before changes will take effect."),
                         prompt::Icon::Information);
     m_ctx.logStatus(QStringLiteral("re-pop main"));
-    m_windows.main().popMain();
+    emit settingsCommitted();
     hide();
     m_tag.clear();
 }

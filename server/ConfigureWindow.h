@@ -2,7 +2,6 @@
 
 #include <QDialog>
 
-class AppWindows;
 class QComboBox;
 class QLabel;
 class QLineEdit;
@@ -23,7 +22,7 @@ public:
     // Tag of the window while it is open because the database could not be reached.
     static inline const QString RepairTag = QStringLiteral("CDB");
 
-    ConfigureWindow(AppContext& context, AppWindows& windows, QWidget* parent = nullptr);
+    ConfigureWindow(AppContext& context, QWidget* parent = nullptr);
 
     QString tag() const { return m_tag; }
     void setTag(const QString& tag) { m_tag = tag; }
@@ -51,6 +50,14 @@ public:
     // Shows whether global IP rules exist.
     void checkLabelStatus();
 
+signals:
+    // The windows this one opens belong to the window registry, which answers these.
+    void statusLogRequested();
+    void databaseWizardRequested(int face);
+    void globalIpRulesRequested();
+    // The settings were committed: the user list is read again.
+    void settingsCommitted();
+
 protected:
     void reject() override;
     bool eventFilter(QObject* watched, QEvent* event) override;
@@ -70,7 +77,6 @@ private:
     void setupTimer();
 
     AppContext& m_ctx;
-    AppWindows& m_windows;
     QString m_tag;
 
     QLineEdit* m_txtServuPath = nullptr;

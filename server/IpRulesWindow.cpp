@@ -1,13 +1,12 @@
 #include "server/IpRulesWindow.h"
 
+#include "accounts/PageState.h"
 #include "db/SqlText.h"
 #include "maintenance/Help.h"
 #include "platform/NumericKeyFilter.h"
 #include "platform/Prompter.h"
 #include "server/IpRuleText.h"
 #include "shell/AppContext.h"
-#include "shell/AppWindows.h"
-#include "shell/MainWindow.h"
 #include "shell/Session.h"
 
 #include <QApplication>
@@ -42,10 +41,10 @@ bool isMouseClickPart(const QEvent* event)
 
 } // namespace
 
-IpRulesWindow::IpRulesWindow(AppContext& context, AppWindows& windows, Scope scope, QWidget* parent)
+IpRulesWindow::IpRulesWindow(AppContext& context, PageState& page, Scope scope, QWidget* parent)
     : QDialog(parent)
     , m_ctx(context)
-    , m_windows(windows)
+    , m_page(page)
     , m_scope(scope)
 {
     const bool global = m_scope == Scope::Global;
@@ -184,7 +183,7 @@ void IpRulesWindow::popList()
 {
     m_lstRules->clear();
     if (m_scope == Scope::Account)
-        m_boundUser = m_windows.main().pageState().currentUser;
+        m_boundUser = m_page.currentUser;
     Session session(m_ctx);
     if (!session.open())
         return;

@@ -3,7 +3,7 @@
 #include <QDialog>
 #include <QPointer>
 
-class AppWindows;
+struct PageState;
 class NumericKeyFilter;
 class QGroupBox;
 class QLabel;
@@ -24,7 +24,7 @@ class IpRulesWindow : public QDialog
 public:
     enum class Scope { Account, Global };
 
-    IpRulesWindow(AppContext& context, AppWindows& windows, Scope scope, QWidget* parent = nullptr);
+    IpRulesWindow(AppContext& context, PageState& page, Scope scope, QWidget* parent = nullptr);
 
     Scope scope() const { return m_scope; }
     // Fills lstRules from the database. The account dialog binds here to the main
@@ -71,7 +71,7 @@ private:
     bool eatsRefusedClick(QObject* watched, const QEvent* event);
 
     AppContext& m_ctx;
-    AppWindows& m_windows;
+    PageState& m_page;
     const Scope m_scope;
     QString m_boundUser;
     // The control a refused text kept the focus from; its click is swallowed.

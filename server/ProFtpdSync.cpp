@@ -3,6 +3,7 @@
 #include "platform/Prompter.h"
 #include "platform/SettingsStore.h"
 #include "server/ProFtpdConfig.h"
+#include "shell/AppContext.h"
 #include "shell/AppInfo.h"
 
 #include <QFile>
@@ -54,6 +55,13 @@ void keepCurrent(const SettingsStore& settings, Prompter& prompter, const std::f
         log(QStringLiteral("ProFTPD configuration not brought up to date: ") + error);
     prompter.tell(appinfo::Title, QStringLiteral("The ProFTPD configuration could not be brought up to date.") + QStringLiteral("\r\n") + error,
                   prompt::Icon::Exclamation);
+}
+
+void installSync(AppContext& context)
+{
+    context.accountsWritten = [&context] {
+        keepCurrent(context.settings, context.prompter, [&context](const QString& line) { context.logStatus(line); });
+    };
 }
 
 } // namespace proftpd

@@ -4,6 +4,7 @@
 
 #include <functional>
 
+class AppContext;
 class Prompter;
 class SettingsStore;
 
@@ -22,6 +23,9 @@ QString bringUpToDate(const SettingsStore& settings);
 
 // bringUpToDate, with a failure told through the prompter and the log.
 void keepCurrent(const SettingsStore& settings, Prompter& prompter, const std::function<void(const QString&)>& log);
+
+// Makes every session of the context that changed the database keep the file current.
+void installSync(AppContext& context);
 
 // Sends SIGHUP to the process named in the pid file; the failure, or empty.
 QString reloadServer(const QString& pidFile);

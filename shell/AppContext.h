@@ -50,6 +50,9 @@ struct AppContext
     // Shows the configuration window in repair mode after a failed open; the
     // window side installs it.
     std::function<void()> repairConnection;
+    // Runs when a session that changed the database closes; the ProFTPD side installs
+    // it, so that the services below never include the server's headers.
+    std::function<void()> accountsWritten;
 
     void logStatus(const QString& message);
 };

@@ -63,7 +63,7 @@ SplashWindow& AppWindows::splash()
 MainWindow& AppWindows::main()
 {
     if (!m_main) {
-        m_main = std::make_unique<MainWindow>(m_ctx, *this);
+        m_main = std::make_unique<MainWindow>(m_ctx, *this, m_page);
         connectUserPage();
     }
     return *m_main;
@@ -98,22 +98,25 @@ void AppWindows::connectUserPage()
 
 DatabaseWizardWindow& AppWindows::databaseWizard()
 {
-    if (!m_databaseWizard)
-        m_databaseWizard = std::make_unique<DatabaseWizardWindow>(m_ctx, *this);
+    if (!m_databaseWizard) {
+        m_databaseWizard = std::make_unique<DatabaseWizardWindow>(m_ctx);
+        connect(m_databaseWizard.get(), &DatabaseWizardWindow::connectionStringChosen, this,
+                [this](const QString& connection) { configure().setConnectionString(connection); });
+    }
     return *m_databaseWizard;
 }
 
 IpRulesWindow& AppWindows::ipAccess()
 {
     if (!m_ipAccess)
-        m_ipAccess = std::make_unique<IpRulesWindow>(m_ctx, *this, IpRulesWindow::Scope::Account);
+        m_ipAccess = std::make_unique<IpRulesWindow>(m_ctx, m_page, IpRulesWindow::Scope::Account);
     return *m_ipAccess;
 }
 
 IpRulesWindow& AppWindows::globalIpAccess()
 {
     if (!m_globalIpAccess) {
-        m_globalIpAccess = std::make_unique<IpRulesWindow>(m_ctx, *this, IpRulesWindow::Scope::Global);
+        m_globalIpAccess = std::make_unique<IpRulesWindow>(m_ctx, m_page, IpRulesWindow::Scope::Global);
         connect(m_globalIpAccess.get(), &IpRulesWindow::globalRulesSaved, this, [this] { configure().checkLabelStatus(); });
     }
     return *m_globalIpAccess;
@@ -122,7 +125,9 @@ IpRulesWindow& AppWindows::globalIpAccess()
 MiscSetupWindow& AppWindows::miscSetup()
 {
     if (!m_miscSetup) {
-        m_miscSetup = std::make_unique<MiscSetupWindow>(m_ctx, *this);
+        m_miscSetup = std::make_unique<MiscSetupWindow>(m_ctx, m_page);
+        connect(m_miscSetup.get(), &MiscSetupWindow::accountSaved, this,
+                [this] { main().userPage().loadUserData(m_page.currentUser); });
         // Enter on the calendar destroys the window; the next use creates it afresh.
         connect(m_miscSetup.get(), &MiscSetupWindow::destroyRequested, this,
                 [this] { m_miscSetup.release()->deleteLater(); });
@@ -133,7 +138,7 @@ MiscSetupWindow& AppWindows::miscSetup()
 UDRatiosWindow& AppWindows::udRatios()
 {
     if (!m_udRatios)
-        m_udRatios = std::make_unique<UDRatiosWindow>(m_ctx, *this);
+        m_udRatios = std::make_unique<UDRatiosWindow>(m_ctx, m_page);
     return *m_udRatios;
 }
 
@@ -168,7 +173,7 @@ LoginTestWindow& AppWindows::testLogin()
 DiskQuotaWindow& AppWindows::diskQuota()
 {
     if (!m_diskQuota)
-        m_diskQuota = std::make_unique<DiskQuotaWindow>(m_ctx, *this);
+        m_diskQuota = std::make_unique<DiskQuotaWindow>(m_ctx, m_page);
     return *m_diskQuota;
 }
 
@@ -190,7 +195,18 @@ AboutWindow& AppWindows::about()
 
 ConfigureWindow& AppWindows::configure()
 {
-    if (!m_configure)
-        m_configure = std::make_unique<ConfigureWindow>(m_ctx, *this);
+    if (!m_configure) {
+        m_configure = std::make_unique<ConfigureWindow>(m_ctx);
+        connect(m_configure.get(), &ConfigureWindow::statusLogRequested, this, [this] { m_ctx.prompter.runModal(&status()); });
+        connect(m_configure.get(), &ConfigureWindow::databaseWizardRequested, this, [this](int face) {
+            databaseWizard().showFormFace(face);
+            m_ctx.prompter.runModal(&databaseWizard());
+        });
+        connect(m_configure.get(), &ConfigureWindow::globalIpRulesRequested, this, [this] {
+            globalIpAccess().popList();
+            m_ctx.prompter.runModal(&globalIpAccess());
+        });
+        connect(m_configure.get(), &ConfigureWindow::settingsCommitted, this, [this] { main().popMain(); });
+    }
     return *m_configure;
 }

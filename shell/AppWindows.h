@@ -1,5 +1,7 @@
 #pragma once
 
+#include "accounts/PageState.h"
+
 #include <QObject>
 
 #include <memory>
@@ -59,6 +61,8 @@ private:
     void connectUserPage();
 
     AppContext& m_ctx;
+    // The user page's state: the main window shows it, the account dialogs read and change it.
+    PageState m_page;
     std::unique_ptr<SplashWindow> m_splash;
     std::unique_ptr<MainWindow> m_main;
     std::unique_ptr<StatusWindow> m_status;

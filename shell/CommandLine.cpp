@@ -12,6 +12,7 @@
 #include "platform/SystemTrayIcon.h"
 #include "server/LoginCheck.h"
 #include "server/ProFtpdConfig.h"
+#include "server/ProFtpdSync.h"
 #include "shell/AccountSweep.h"
 #include "shell/AppContext.h"
 #include "shell/AppInfo.h"
@@ -341,8 +342,10 @@ ModeRun::~ModeRun() = default;
 
 AppContext& ModeRun::context()
 {
-    if (!m_console)
+    if (!m_console) {
         m_console = std::make_unique<Console>(m_log);
+        proftpd::installSync(m_console->context);
+    }
     return m_console->context;
 }
 

@@ -38,9 +38,10 @@ namespace {
 constexpr int MinutesPerSweep = 1440;
 } // namespace
 
-MainWindow::MainWindow(AppContext& context, AppWindows& windows)
+MainWindow::MainWindow(AppContext& context, AppWindows& windows, PageState& page)
     : m_ctx(context)
     , m_windows(windows)
+    , m_page(page)
 {
     setObjectName(QStringLiteral("frmMain"));
     setWindowTitle(appinfo::Product);
@@ -143,7 +144,7 @@ void MainWindow::setupCentral()
     layout->setContentsMargins(12, 12, 12, 12);
     layout->setSpacing(10);
 
-    m_userPage = new UserPage(m_ctx, m_windows, m_page, central);
+    m_userPage = new UserPage(m_ctx, m_page, central);
     layout->addWidget(m_userPage, 1);
 
     auto* bar = new QHBoxLayout;

@@ -22,7 +22,7 @@ class MainWindow : public QMainWindow
     Q_OBJECT
 
 public:
-    MainWindow(AppContext& context, AppWindows& windows);
+    MainWindow(AppContext& context, AppWindows& windows, PageState& page);
     ~MainWindow() override;
 
     // Loads the window on first use (tray icon, settings, sweep, user list), then shows it.
@@ -97,7 +97,7 @@ private:
 
     AppContext& m_ctx;
     AppWindows& m_windows;
-    PageState m_page;
+    PageState& m_page;
     bool m_loaded = false;
     int m_minuteCounter = 0;
     // Minimised to the task bar because the desktop offered no notification area.

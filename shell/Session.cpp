@@ -2,7 +2,6 @@
 
 #include "platform/Prompter.h"
 #include "platform/SettingsStore.h"
-#include "server/ProFtpdSync.h"
 #include "shell/AppContext.h"
 #include "shell/AppInfo.h"
 #include "shell/ProgramExit.h"
@@ -35,7 +34,8 @@ void Session::close()
     m_database.reset();
     if (m_wrote) {
         m_wrote = false;
-        proftpd::keepCurrent(m_ctx.settings, m_ctx.prompter, [this](const QString& line) { m_ctx.logStatus(line); });
+        if (m_ctx.accountsWritten)
+            m_ctx.accountsWritten();
     }
 }
 

@@ -8,6 +8,7 @@
 #include "platform/SettingsStore.h"
 #include "platform/SystemTrayIcon.h"
 #include "platform/TerminationWatcher.h"
+#include "server/ProFtpdSync.h"
 #include "shell/AccountSweep.h"
 #include "shell/AppContext.h"
 #include "shell/AppInfo.h"
@@ -54,6 +55,7 @@ int main(int argc, char* argv[])
                        QCoreApplication::applicationDirPath());
 
     installDatabaseWork(context);
+    proftpd::installSync(context);
     AppWindows windows(context);
 
     TerminationWatcher termination;

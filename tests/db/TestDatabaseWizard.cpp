@@ -60,7 +60,7 @@ struct WizardRun
     }
 
     ProgramUnderTest program;
-    DatabaseWizardWindow wizard{program.env.context, program.windows};
+    DatabaseWizardWindow& wizard{program.windows.databaseWizard()};
 };
 
 // Skips the test when something it needs is missing here; under CI it fails instead.

@@ -69,7 +69,7 @@ class TestIpRulesWindow : public QObject
     void open(IpRulesWindow::Scope scope)
     {
         if (!m_dialog)
-            m_dialog = std::make_unique<IpRulesWindow>(m_program->env.context, m_program->windows, scope);
+            m_dialog = std::make_unique<IpRulesWindow>(m_program->env.context, m_program->windows.main().pageState(), scope);
         m_dialog->popList();
         m_dialog->show();
         activate();
@@ -171,7 +171,7 @@ private slots:
         QFETCH(IpRulesWindow::Scope, scope);
         QFETCH(QString, name);
         startConfigured();
-        m_dialog = std::make_unique<IpRulesWindow>(m_program->env.context, m_program->windows, scope);
+        m_dialog = std::make_unique<IpRulesWindow>(m_program->env.context, m_program->windows.main().pageState(), scope);
         QCOMPARE(m_dialog->scope(), scope);
         QCOMPARE(m_dialog->objectName(), name);
         QTEST(m_dialog->windowTitle(), "caption");
@@ -339,7 +339,7 @@ private slots:
     void globalSaveIsAnnounced()
     {
         startConfigured();
-        m_dialog = std::make_unique<IpRulesWindow>(m_program->env.context, m_program->windows, IpRulesWindow::Scope::Global);
+        m_dialog = std::make_unique<IpRulesWindow>(m_program->env.context, m_program->windows.main().pageState(), IpRulesWindow::Scope::Global);
         QSignalSpy saved(m_dialog.get(), &IpRulesWindow::globalRulesSaved);
         Database db(m_program->env.settings.readConnectionString());
         QVERIFY(db.open());

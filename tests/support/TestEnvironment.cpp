@@ -1,5 +1,7 @@
 #include "TestEnvironment.h"
 
+#include "server/ProFtpdSync.h"
+
 #include <QDir>
 #include <QRandomGenerator>
 
@@ -39,6 +41,7 @@ TestEnvironment::TestEnvironment()
 {
     QDir().mkpath(programDir());
     prompter.setProgramEnded([this] { return process.hasEnded(); });
+    proftpd::installSync(context);
 }
 
 QString TestEnvironment::path(const QString& relative) const
