@@ -81,10 +81,12 @@ if [ "$test_status" -ne 0 ] && [ "$failed_tests" -eq 0 ]; then failed_tests=unkn
 # dropped below anyway, so their errors must not end the capture.
 lcov_ignore=(--ignore-errors gcov,source,graph)
 # The zero baseline lists the files no test reached at all, at 0%.
+# No --base-directory: the project compiles with absolute paths, and the one
+# relative source, CMake's compiler check, then stays in the build tree.
 lcov --quiet "${lcov_ignore[@]}" --capture --initial --directory "$build" \
-    --base-directory "$root" --output-file "$out/baseline.info"
+    --output-file "$out/baseline.info"
 lcov --quiet "${lcov_ignore[@]}" --capture --directory "$build" \
-    --base-directory "$root" --output-file "$out/tests.info"
+    --output-file "$out/tests.info"
 lcov --quiet "${lcov_ignore[@]}" --add-tracefile "$out/baseline.info" \
     --add-tracefile "$out/tests.info" --output-file "$out/all.info"
 # Only the program's own code: not the system's headers, the tests, benchmarks and
