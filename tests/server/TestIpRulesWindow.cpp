@@ -144,7 +144,6 @@ private slots:
     {
         QFETCH(IpRulesWindow::Scope, scope);
         startConfigured(scope);
-        QCOMPARE(m_dialog->scope(), scope);
         QTEST(m_dialog->objectName(), "name");
         QTEST(m_dialog->windowTitle(), "caption");
         QTEST(control<QWidget>("Frame1")->property("title").toString(), "frame");
@@ -156,7 +155,6 @@ private slots:
             const QWidget* shown = control<QWidget>(object);
             QCOMPARE(shown->property(shown->inherits("QGroupBox") ? "title" : "text").toString(), QLatin1String(text));
         }
-        QVERIFY(m_program->env.log.contains(QStringLiteral("populate with current ips")));
         // The manual is not installed beside the test program.
         prompter().answerMessage(prompt::Answer::Ok, QStringLiteral("The help file is missing."));
         click("cmdHelp");
