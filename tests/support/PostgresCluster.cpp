@@ -14,22 +14,18 @@
 
 namespace {
 
-std::unique_ptr<PostgresCluster>& sharedCluster()
+// The one cluster of the test executable, and why it could not start.
+struct Shared
 {
-    static std::unique_ptr<PostgresCluster> cluster;
-    return cluster;
-}
+    std::unique_ptr<PostgresCluster> cluster;
+    QString reason;
+    bool attempted = false;
+};
 
-QString& sharedReason()
+Shared& sharedState()
 {
-    static QString reason;
-    return reason;
-}
-
-bool& startAttempted()
-{
-    static bool attempted = false;
-    return attempted;
+    static Shared state;
+    return state;
 }
 
 QString findBinDir()
@@ -59,26 +55,24 @@ int freeLoopbackPort()
 
 PostgresCluster* PostgresCluster::shared()
 {
-    if (!startAttempted()) {
-        startAttempted() = true;
+    Shared& state = sharedState();
+    if (!state.attempted) {
+        state.attempted = true;
         std::unique_ptr<PostgresCluster> cluster(new PostgresCluster);
-        QString whyNot;
-        if (cluster->start(&whyNot))
-            sharedCluster() = std::move(cluster);
-        else
-            sharedReason() = whyNot;
+        if (cluster->start(&state.reason))
+            state.cluster = std::move(cluster);
     }
-    return sharedCluster().get();
+    return state.cluster.get();
 }
 
 QString PostgresCluster::unavailableReason()
 {
-    return sharedReason();
+    return sharedState().reason;
 }
 
 void PostgresCluster::shutdownShared()
 {
-    sharedCluster().reset();
+    sharedState().cluster.reset();
 }
 
 PostgresCluster::~PostgresCluster()
@@ -93,10 +87,7 @@ bool PostgresCluster::runTool(const QString& tool, const QStringList& arguments,
     QStringList args = arguments;
     // PostgreSQL's tools refuse to run as root.
     if (::geteuid() == 0) {
-        args.prepend(program);
-        args.prepend(QStringLiteral("--"));
-        args.prepend(QStringLiteral("postgres"));
-        args.prepend(QStringLiteral("-u"));
+        args = QStringList{QStringLiteral("-u"), QStringLiteral("postgres"), QStringLiteral("--"), program} + args;
         program = QStringLiteral("runuser");
     }
     process.setProcessChannelMode(QProcess::MergedChannels);

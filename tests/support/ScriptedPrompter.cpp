@@ -29,33 +29,9 @@ void failTest(const QString& why)
 
 } // namespace
 
-ScriptedPrompter& ScriptedPrompter::answerMessage(prompt::Answer answer, const QString& textPart)
+ScriptedPrompter& ScriptedPrompter::then(Kind kind, const QString& text, prompt::Answer answer, WindowScript script)
 {
-    m_steps.append({PromptRecord::Kind::Message, answer, textPart, {}});
-    return *this;
-}
-
-ScriptedPrompter& ScriptedPrompter::answerInput(const QString& text)
-{
-    m_steps.append({PromptRecord::Kind::Input, prompt::Answer::Ok, text, {}});
-    return *this;
-}
-
-ScriptedPrompter& ScriptedPrompter::answerFolder(const QString& folder)
-{
-    m_steps.append({PromptRecord::Kind::Folder, prompt::Answer::Ok, folder, {}});
-    return *this;
-}
-
-ScriptedPrompter& ScriptedPrompter::answerFile(const QString& path)
-{
-    m_steps.append({PromptRecord::Kind::File, prompt::Answer::Ok, path, {}});
-    return *this;
-}
-
-ScriptedPrompter& ScriptedPrompter::onModal(const QString& windowObjectName, WindowScript script)
-{
-    m_steps.append({PromptRecord::Kind::Modal, prompt::Answer::Ok, windowObjectName, std::move(script)});
+    m_steps.append({kind, answer, text, std::move(script)});
     return *this;
 }
 

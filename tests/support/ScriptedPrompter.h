@@ -25,20 +25,25 @@ struct PromptRecord
 // with the prompt's text and is answered as if the administrator had cancelled.
 class ScriptedPrompter final : public Prompter
 {
+    using Kind = PromptRecord::Kind;
+
 public:
     using WindowScript = std::function<void(QWidget*)>;
 
     // The next message box gets this answer; a non-empty textPart must occur in its text.
-    ScriptedPrompter& answerMessage(prompt::Answer answer, const QString& textPart = {});
+    ScriptedPrompter& answerMessage(prompt::Answer answer, const QString& textPart = {}) { return then(Kind::Message, textPart, answer); }
     // The next input box gets this text; empty text stands for Cancel.
-    ScriptedPrompter& answerInput(const QString& text);
+    ScriptedPrompter& answerInput(const QString& text) { return then(Kind::Input, text); }
     // The next folder picker returns this folder; empty stands for Cancel.
-    ScriptedPrompter& answerFolder(const QString& folder);
+    ScriptedPrompter& answerFolder(const QString& folder) { return then(Kind::Folder, folder); }
     // The next open or save picker returns this path; empty stands for Cancel.
-    ScriptedPrompter& answerFile(const QString& path);
+    ScriptedPrompter& answerFile(const QString& path) { return then(Kind::File, path); }
     // The next modal run must show the window with this object name; the script
     // drives it (types, clicks) and must leave it closed.
-    ScriptedPrompter& onModal(const QString& windowObjectName, WindowScript script);
+    ScriptedPrompter& onModal(const QString& windowObjectName, WindowScript script)
+    {
+        return then(Kind::Modal, windowObjectName, prompt::Answer::Ok, std::move(script));
+    }
 
     const QList<PromptRecord>& records() const { return m_records; }
     QList<PromptRecord> messages() const;
@@ -67,6 +72,7 @@ private:
         WindowScript script;
     };
 
+    ScriptedPrompter& then(Kind kind, const QString& text, prompt::Answer answer = prompt::Answer::Ok, WindowScript script = {});
     // The next step if it is of the given kind; otherwise fails the test.
     const Step* take(PromptRecord::Kind kind, const QString& description);
 

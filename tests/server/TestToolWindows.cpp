@@ -1,28 +1,84 @@
+#include "ProgramUnderTest.h"
 #include "TestDatabase.h"
-#include "TestEnvironment.h"
 #include "TestMain.h"
 
 #include "accounts/AccountStore.h"
+#include "db/SqlText.h"
+#include "server/LoginTestWindow.h"
 #include "server/ProFtpdSync.h"
 #include "server/ProFtpdWindow.h"
+#include "shell/MainWindow.h"
 
+#include <QAction>
 #include <QDir>
-#include <QFile>
+#include <QLabel>
 #include <QLineEdit>
+#include <QPlainTextEdit>
 #include <QProcess>
 #include <QPushButton>
 #include <QTest>
 
 #include <unistd.h>
 
-// frmProFtpd names the file and the pid file; from then on every write of accounts
-// writes the file again and tells the server, and a failure is said once.
-class TestProFtpdWindow : public QObject
+// The windows of the Tools menu that face the FTP server: Test Log-in gives the
+// handler's verdict on a typed log-in; frmProFtpd names the configuration file and
+// the pid file, and from then on every write of accounts writes the file again and
+// tells the server, a failure said once.
+class TestToolWindows : public QObject
 {
     Q_OBJECT
 
+    // A folder the accounts may use: the FTP folder's owner, which root may not be.
+    static QString ownedFolder(TestEnvironment& env, const QString& relative)
+    {
+        const QString folder = env.path(relative);
+        QDir().mkpath(folder);
+        if (::geteuid() == 0)
+            QProcess::execute(QStringLiteral("chown"), {QStringLiteral("65534:65534"), folder});
+        return folder;
+    }
+
 private slots:
-    void everyWriteKeepsTheFileCurrent_data()
+    void loginTestShowsTheVerdictAndItsReasons()
+    {
+        ProgramUnderTest program;
+        program.configure();
+        const QString home = ownedFolder(program.env, QStringLiteral("ftp/amy"));
+        Database db(program.env.settings.readConnectionString());
+        QVERIFY(db.open());
+        QVERIFY(db.execute(QStringLiteral("INSERT INTO users (username, homedir, password, max_concurrent, max_logins_per_ip, quota_current) "
+                                          "VALUES ('amy', %1, 'pw', 1, 1, 0)").arg(sqlQuote(home))));
+
+        program.windows.main().pageState().currentUser = QStringLiteral("amy");
+        QAction* menuItem = program.windows.main().findChild<QAction*>(QStringLiteral("tools1_testLogin"));
+        menuItem->trigger();
+        LoginTestWindow& window = program.windows.testLogin();
+        QVERIFY(window.isVisible());
+        auto* name = window.findChild<QLineEdit*>(QStringLiteral("txtName"));
+        auto* password = window.findChild<QLineEdit*>(QStringLiteral("txtPassword"));
+        auto* verdict = window.findChild<QLabel*>(QStringLiteral("lblVerdict"));
+        auto* reasons = window.findChild<QPlainTextEdit*>(QStringLiteral("txtReasons"));
+        QCOMPARE(name->text(), QStringLiteral("amy"));
+        QTest::keyClicks(password, QStringLiteral("pw"));
+        QTest::mouseClick(window.findChild<QPushButton*>(QStringLiteral("cmdTest")), Qt::LeftButton);
+        QCOMPARE(verdict->text(), QStringLiteral("The log-in would be allowed."));
+        QVERIFY(reasons->toPlainText().contains(QStringLiteral("Password: matches the stored text.\n")));
+        QVERIFY(reasons->toPlainText().contains(QStringLiteral("\n    auth_ok:1\n")));
+        password->clear();
+        QTest::keyClicks(password, QStringLiteral("nope"));
+        QTest::mouseClick(window.findChild<QPushButton*>(QStringLiteral("cmdTest")), Qt::LeftButton);
+        QCOMPARE(verdict->text(), QStringLiteral("The log-in would be refused."));
+        QVERIFY(reasons->toPlainText().contains(QStringLiteral("Password: does not match the stored text. The log-in is refused.")));
+
+        // Shown again for another account, the window keeps the name typed before.
+        window.findChild<QPushButton*>(QStringLiteral("cmdClose"))->click();
+        program.windows.main().pageState().currentUser = QStringLiteral("zed");
+        menuItem->trigger();
+        QCOMPARE(name->text(), QStringLiteral("amy"));
+        QVERIFY(program.env.prompter.records().isEmpty());
+    }
+
+    void everyWriteKeepsTheProFtpdFileCurrent_data()
     {
         QTest::addColumn<QString>("configFile"); // relative to the test's folder; empty: none named
         QTest::addColumn<QString>("pidFile");    // "server": the pid file of a process standing in for ProFTPD
@@ -34,22 +90,16 @@ private slots:
         QTest::newRow("folder missing") << "missing/quillmere.conf" << "server" << "could not be written" << false;
         QTest::newRow("pid file missing") << "etc/quillmere.conf" << "run/none.pid" << "could not be read" << true;
     }
-
-    void everyWriteKeepsTheFileCurrent()
+    void everyWriteKeepsTheProFtpdFileCurrent()
     {
         QFETCH(QString, configFile);
         QFETCH(QString, pidFile);
         QFETCH(QString, failure);
-        QFETCH(bool, written);
         TestEnvironment env;
         QString whyNot;
         auto db = TestDatabase::create(TestEngine::Sqlite, env, &whyNot);
         QVERIFY2(db, qPrintable(whyNot));
-        const QString ftp = env.path(QStringLiteral("ftp"));
-        QDir().mkpath(ftp);
-        // The accounts work as the FTP folder's owner, which root may not be.
-        if (::geteuid() == 0)
-            QProcess::execute(QStringLiteral("chown"), {QStringLiteral("65534:65534"), ftp});
+        const QString ftp = ownedFolder(env, QStringLiteral("ftp"));
         env.settings.saveRegSetting(QStringLiteral("ftp_directory"), ftp);
         QDir().mkpath(env.path(QStringLiteral("run")));
 
@@ -76,7 +126,7 @@ private slots:
         window.findChild<QLineEdit*>(QStringLiteral("txtConfigFile"))->setText(configPath);
         window.findChild<QLineEdit*>(QStringLiteral("txtPidFile"))->setText(pidPath);
         if (!failure.isEmpty())
-            env.prompter.answerMessage(prompt::Answer::Ok, failure);
+            env.prompter.answerMessage(prompt::Answer::Ok, failure).answerMessage(prompt::Answer::Ok, failure);
         window.show();
         QTest::mouseClick(window.findChild<QPushButton*>(QStringLiteral("cmdOK")), Qt::LeftButton);
         QCOMPARE(window.isVisible(), !failure.isEmpty());
@@ -85,8 +135,6 @@ private slots:
         QTRY_COMPARE(hups(), told);
 
         // A new account, saved as the New User dialog saves it: its section is in the file at once.
-        if (!failure.isEmpty())
-            env.prompter.answerMessage(prompt::Answer::Ok, failure);
         PageState page;
         page.saveMode = SaveMode::NewUser;
         accounts::PageValues values;
@@ -95,7 +143,7 @@ private slots:
         values.homedir = ftp;
         QVERIFY(accounts::saveUser(env.context, page, values));
         QFile file(configPath);
-        QCOMPARE(file.open(QIODevice::ReadOnly) && file.readAll().contains("<IfUser "), written);
+        QTEST(file.open(QIODevice::ReadOnly) && file.readAll().contains("<IfUser "), "written");
         QTRY_COMPARE(hups(), 2 * told);
         QCOMPARE(env.prompter.messages().size(), failure.isEmpty() ? 0 : 2);
         QCOMPARE(env.prompter.unusedSteps(), 0);
@@ -105,5 +153,5 @@ private slots:
     }
 };
 
-QUILLMERE_TEST(TestProFtpdWindow)
-#include "TestProFtpdWindow.moc"
+QUILLMERE_TEST(TestToolWindows)
+#include "TestToolWindows.moc"
