@@ -159,18 +159,12 @@ private slots:
             QCOMPARE(site.db->column(u"select ip from blocked_ips_by_user where username="_s + sqlQuote(account.name)), account.deniedIps);
         }
 
-        // The page shows the summary with every value left behind and every warning, and
-        // Save Summary writes it; a folder that is not there says so.
+        // The page shows the summary (the importer's test reads its lines), and Save Summary
+        // writes it; a folder that is not there says so.
         auto* summary = control<QPlainTextEdit>(window.get(), "txtSummary");
         QVERIFY(summary->isReadOnly());
         const QString expected = migration::summaryText(source, report);
         QCOMPARE(summary->toPlainText().trimmed(), expected.trimmed());
-        for (const migration::MigratedAccount& account : source.accounts) {
-            for (const migration::NotCarried& entry : account.notCarried)
-                QVERIFY2(expected.contains(entry.key + u" = "_s + entry.value), qPrintable(entry.key));
-        }
-        for (const QString& warning : source.warnings)
-            QVERIFY2(expected.contains(warning), qPrintable(warning));
         const QString saved = site.env.path(u"summary.txt"_s);
         site.env.prompter.answerFile(saved);
         click(window.get(), "cmdSaveSummary");
