@@ -87,27 +87,35 @@ class TestMigrationWindow : public QObject
     Q_OBJECT
 
 private slots:
+    // Each sample with one of its accounts in the database already: the preview, an import
+    // stopped after the account in hand (by Stop or the close box), the import of the rest
+    // with the summary, and a run with Replace ticked.
     void importFromThePreview_data()
     {
         QTest::addColumn<QString>("file");
         QTest::addColumn<Generation>("generation");
         QTest::addColumn<QString>("title");
-        QTest::newRow("2.0 to 3.0") << u"servu2-sample.ini"_s << Generation::V2 << "Vantrel Migration Utility (FTP server 2.0 to 3.0)";
-        QTest::newRow("4.0 and later") << u"servu4-sample.ini"_s << Generation::V4 << "Vantrel Migration Utility (FTP server 4.0 and later)";
+        QTest::addColumn<QString>("existing");
+        QTest::addColumn<bool>("byCloseBox");
+        QTest::newRow("2.0 to 3.0, Stop button") << u"servu2-sample.ini"_s << Generation::V2 << "Vantrel Migration Utility (FTP server 2.0 to 3.0)"
+                                                 << "admin" << false;
+        QTest::newRow("4.0 and later, close box") << u"servu4-sample.ini"_s << Generation::V4
+                                                  << "Vantrel Migration Utility (FTP server 4.0 and later)" << "anonymous" << true;
     }
     void importFromThePreview()
     {
         QFETCH(QString, file);
         QFETCH(Generation, generation);
+        QFETCH(QString, existing);
+        QFETCH(bool, byCloseBox);
         const QString ini = sample(file);
         const QByteArray iniBefore = fileContents(ini);
         Installation site;
         QVERIFY2(site.db, qPrintable(site.whyNot));
         site.useIni(ini);
-        // Both samples hold "anonymous"; here it is in the database already.
         site.db->exec(u"INSERT INTO users (username, homedir, password, max_concurrent, max_logins_per_ip, quota_current) "
-                      "VALUES ('anonymous', '/srv/ftp/old', 'pw', 1, 1, 0)"_s);
-        site.db->exec(u"INSERT INTO dir_rights (username, directory, dir_rights, inherit_subdirs) VALUES ('anonymous', '/old', 'R', 0)"_s);
+                      "VALUES (%1, '/srv/ftp/old', 'pw', 1, 1, 0)"_s.arg(sqlQuote(existing)));
+        site.db->exec(u"INSERT INTO dir_rights (username, directory, dir_rights, inherit_subdirs) VALUES (%1, '/old', 'R', 0)"_s.arg(sqlQuote(existing)));
 
         auto window = site.openWindow(generation);
         QVERIFY(window);
@@ -120,7 +128,7 @@ private slots:
         for (const migration::MigratedAccount& account : source.accounts) {
             names << account.name;
             homes << account.homedir;
-            statuses << (account.name == "anonymous"_L1 ? u"already in the database"_s : u"new"_s);
+            statuses << (account.name == existing ? u"already in the database"_s : u"new"_s);
             for (const migration::NotCarried& entry : account.notCarried)
                 notCarried << entry.key;
         }
@@ -132,18 +140,41 @@ private slots:
         QCOMPARE(column(window.get(), "tblAccounts", 2), statuses);
         QCOMPARE(column(window.get(), "tblNotCarried", 1), notCarried);
 
-        // Replace is not ticked at first: the existing account is left as it was.
+        // Stop, or the close box, while the import runs: it ends after the account in hand.
+        MigrationWindow* shown = window.get();
+        QTimer::singleShot(0, shown, [shown, byCloseBox] {
+            QVERIFY(shown->isImporting());
+            if (byCloseBox)
+                shown->close();
+            else
+                click(shown, "cmdCancel");
+        });
+        click(shown, "cmdImport");
+        QVERIFY(shown->isVisible() && onSummaryPage(shown));
+        QVERIFY(shown->report().cancelled);
+        QCOMPARE(shown->report().imported, names.mid(0, 1));
+        QCOMPARE(shown->report().notReached, names.mid(1));
+        QCOMPARE(site.db->count(u"select username from users"_s), 2);
+        QCOMPARE(control<QLabel>(shown, "lblSummaryHeading")->text(), u"The import was stopped by you"_s);
+        click(shown, "cmdClose");
+
+        // The rest, Replace not ticked: the existing accounts are left as they were.
+        window = site.openWindow(generation);
+        QVERIFY(window);
+        QCOMPARE(control<QLabel>(window.get(), "lblAccountCount")->text(), u"%1 accounts: %2 new, 2 already in the database"_s.arg(total).arg(total - 2));
         click(window.get(), "cmdImport");
         QVERIFY(onSummaryPage(window.get()));
         QCOMPARE(control<QProgressBar>(window.get(), "prgImport")->value(), total);
         const migration::ImportReport& report = window->report();
         QVERIFY2(report.stoppedBy.isEmpty() && report.failed.isEmpty(), qPrintable(report.stoppedBy));
-        QCOMPARE(report.imported, names.mid(0, names.indexOf("anonymous"_L1)) + names.mid(names.indexOf("anonymous"_L1) + 1));
-        QCOMPARE(report.skippedExisting, QStringList{"anonymous"});
-        QCOMPARE(site.db->column(u"select homedir from users where username='anonymous'"_s), QStringList{"/srv/ftp/old"});
+        QStringList rest = names.mid(1);
+        rest.removeOne(existing);
+        QCOMPARE(report.imported, rest);
+        QCOMPARE(report.skippedExisting.size(), 2);
+        QCOMPARE(site.db->column(u"select homedir from users where username="_s + sqlQuote(existing)), QStringList{"/srv/ftp/old"});
         QCOMPARE(site.db->column(u"select ip from blocked_ips"_s), source.globalDeniedIps);
         for (const migration::MigratedAccount& account : source.accounts) {
-            if (account.name == "anonymous"_L1)
+            if (account.name == existing)
                 continue;
             const accounts::LoadedUser loaded = accounts::loadUser(site.env.context, account.name);
             QVERIFY2(loaded.complete && loaded.rowFound, qPrintable(account.name));
@@ -176,7 +207,7 @@ private slots:
         click(window.get(), "cmdClose");
         QVERIFY(!window->isVisible());
 
-        // A second run with Replace ticked writes every account anew, and no rule twice.
+        // A last run with Replace ticked writes every account anew.
         window = site.openWindow(generation);
         QVERIFY(window);
         QCOMPARE(control<QLabel>(window.get(), "lblAccountCount")->text(), u"%1 accounts: 0 new, %1 already in the database"_s.arg(total));
@@ -184,8 +215,7 @@ private slots:
         QCOMPARE(column(window.get(), "tblAccounts", 3), QStringList(total, u"replace"_s));
         click(window.get(), "cmdImport");
         QCOMPARE(window->report().replaced, names);
-        QCOMPARE(site.db->column(u"select directory from dir_rights where username='anonymous'"_s).size(), source.accounts[names.indexOf("anonymous"_L1)].access.size());
-        QCOMPARE(site.db->column(u"select ip from blocked_ips"_s), source.globalDeniedIps);
+        QCOMPARE(site.db->column(u"select homedir from users where username="_s + sqlQuote(existing)), QStringList{source.accounts[names.indexOf(existing)].homedir});
         QCOMPARE(fileContents(ini), iniBefore);
     }
 
@@ -228,40 +258,6 @@ private slots:
         QVERIFY(!window.isVisible());
         QCOMPARE(fileContents(site.env.path(u"accounts.db"_s)), before);
         QCOMPARE(site.db->count(u"select username from users"_s), 0);
-    }
-
-    // Stop, or the close box, while the import runs: it ends after the account in hand.
-    void stoppedWhileImporting_data()
-    {
-        QTest::addColumn<bool>("byCloseBox");
-        QTest::newRow("Stop button") << false;
-        QTest::newRow("close box") << true;
-    }
-    void stoppedWhileImporting()
-    {
-        QFETCH(bool, byCloseBox);
-        Installation site;
-        QVERIFY2(site.db, qPrintable(site.whyNot));
-        site.useIni(sample(u"servu4-sample.ini"_s));
-        auto window = site.openWindow();
-        QVERIFY(window);
-        MigrationWindow* shown = window.get();
-        // Runs at the first event processing of the import, as a click would arrive.
-        QTimer::singleShot(0, shown, [shown, byCloseBox] {
-            QVERIFY(shown->isImporting());
-            if (byCloseBox)
-                shown->close();
-            else
-                click(shown, "cmdCancel");
-        });
-        click(shown, "cmdImport");
-        QVERIFY(shown->isVisible());
-        QVERIFY(onSummaryPage(shown));
-        QVERIFY(shown->report().cancelled);
-        QCOMPARE(shown->report().imported, QStringList{"alice"});
-        QCOMPARE(shown->report().notReached.size(), shown->source().accounts.size() - 1);
-        QCOMPARE(site.db->column(u"select username from users"_s), QStringList{"alice"});
-        QCOMPARE(control<QLabel>(shown, "lblSummaryHeading")->text(), u"The import was stopped by you"_s);
     }
 };
 
