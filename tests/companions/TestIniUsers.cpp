@@ -10,62 +10,45 @@
 #include <QtTest>
 
 using namespace migration;
+using namespace Qt::StringLiterals;
 
 namespace {
 
 QString sample(const char* name) { return QStringLiteral(QUILLMERE_MIGRATION_SAMPLES "/") + QLatin1String(name); }
 
-// An optional value as text: "-" when unset, a flag as 1 or 0.
-template <typename T> QString shown(const std::optional<T>& value)
-{
-    if (!value)
-        return QStringLiteral("-");
-    if constexpr (std::is_same_v<T, QString>)
-        return *value;
-    else if constexpr (std::is_same_v<T, bool>)
-        return *value ? QStringLiteral("1") : QStringLiteral("0");
-    else
-        return QString::number(*value, 'g', 15);
-}
+QString shown(const QString& value) { return value; }
+QString shown(bool value) { return value ? u"1"_s : u"0"_s; }
+QString shown(int value) { return QString::number(value); }
+QString shown(double value) { return QString::number(value, 'g', 15); }
 
-// Every column of an account as "field=value", so that one comparison checks them all.
+// The account's name, then every column it sets as "field=value", sorted, so that one
+// comparison checks them all (a flag as 1 or 0; an unset column is left out).
 QStringList describe(const MigratedAccount& a)
 {
-    QStringList access;
+    QStringList access, lines;
     for (const DirectoryAccess& entry : a.access)
-        access << QStringLiteral("%1|%2|%3").arg(entry.directory, entry.rights, entry.inherit ? QStringLiteral("1") : QStringLiteral("0"));
-    const auto text = [](const QString& value) { return value.isEmpty() ? QStringLiteral("-") : value; };
-    const QList<QPair<const char*, QString>> fields{
-        {"password", text(a.password)}, {"homedir", text(a.homedir)}, {"comments", text(a.comments)},
-        {"access", text(access.join(QStringLiteral("; ")))}, {"denied", text(a.deniedIps.join(QStringLiteral("; ")))},
-        {"disabled", shown(a.disabled)}, {"expires", text(a.expires)}, {"idle", shown(a.idleTimeoutMinutes)},
-        {"session", shown(a.sessionTimeoutMinutes)}, {"maxConcurrent", shown(a.maxConcurrent)}, {"maxPerIp", shown(a.maxLoginsPerIp)},
-        {"onePerIp", shown(a.oneLoginPerIp)}, {"speed", shown(a.speedLimitKBps)}, {"useQuota", shown(a.useQuota)},
-        {"quotaMax", shown(a.quotaMaxBytes)}, {"quotaCurrent", shown(a.quotaCurrentBytes)}, {"ratioType", shown(a.ratioType)},
-        {"ratioUp", shown(a.ratioUp)}, {"ratioDown", shown(a.ratioDown)}, {"credit", shown(a.ratioCredit)},
-        {"relPaths", shown(a.relativePaths)}, {"hideHidden", shown(a.hideHiddenFiles)}, {"alwaysLogin", shown(a.alwaysLogin)},
-        {"loginMsg", shown(a.loginMessageFile)}, {"maintenance", shown(a.maintenance)}};
-    QStringList lines;
-    for (const auto& [field, value] : fields)
-        lines << QLatin1String(field) + QLatin1Char('=') + value;
-    return lines;
-}
-
-// The description of an account with every column unset but the ones given.
-QStringList expected(const QList<QPair<QString, QString>>& set)
-{
-    MigratedAccount blank;
-    QStringList lines = describe(blank);
-    for (const auto& [field, value] : set) {
-        const auto at = std::find_if(lines.begin(), lines.end(), [&](const QString& line) { return line.startsWith(field + QLatin1Char('=')); });
-        Q_ASSERT(at != lines.end());
-        *at = field + QLatin1Char('=') + value;
-    }
-    return lines;
+        access << u"%1|%2|%3"_s.arg(entry.directory, entry.rights, shown(entry.inherit));
+    const auto add = [&lines](const char* field, const auto& value) {
+        if constexpr (std::is_same_v<std::decay_t<decltype(value)>, QString>) {
+            if (!value.isEmpty())
+                lines << QLatin1String(field) + QLatin1Char('=') + value;
+        } else if (value) {
+            lines << QLatin1String(field) + QLatin1Char('=') + shown(*value);
+        }
+    };
+    add("password", a.password), add("homedir", a.homedir), add("comments", a.comments), add("access", access.join(u"; "_s));
+    add("denied", a.deniedIps.join(u"; "_s)), add("disabled", a.disabled), add("expires", a.expires), add("idle", a.idleTimeoutMinutes);
+    add("session", a.sessionTimeoutMinutes), add("maxConcurrent", a.maxConcurrent), add("maxPerIp", a.maxLoginsPerIp);
+    add("onePerIp", a.oneLoginPerIp), add("speed", a.speedLimitKBps), add("useQuota", a.useQuota), add("quotaMax", a.quotaMaxBytes);
+    add("quotaCurrent", a.quotaCurrentBytes), add("ratioType", a.ratioType), add("ratioUp", a.ratioUp), add("ratioDown", a.ratioDown);
+    add("credit", a.ratioCredit), add("relPaths", a.relativePaths), add("hideHidden", a.hideHiddenFiles), add("alwaysLogin", a.alwaysLogin);
+    add("loginMsg", a.loginMessageFile), add("maintenance", a.maintenance);
+    lines.sort();
+    return QStringList{a.name} + lines;
 }
 
 // The installation's form, which the tests run under another locale (en_US) than its own.
-const DateForm Installation(QStringLiteral("dd.MM.yyyy"));
+const DateForm Installation(u"dd.MM.yyyy"_s);
 
 } // namespace
 
@@ -73,86 +56,41 @@ class TestIniUsers : public QObject
 {
     Q_OBJECT
 
-private:
     QTemporaryDir m_dir;
 
     // The path of the file written, or an empty one, which no test takes for a good file.
     QString write(const QString& name, const QByteArray& bytes) { return gatewicktest::writeFile(m_dir.filePath(name), bytes); }
 
 private slots:
-    void init() { QLocale::setDefault(QLocale(QStringLiteral("en_US"))); }
+    void init() { QLocale::setDefault(QLocale(u"en_US"_s)); }
     void cleanup() { QLocale::setDefault(QLocale::c()); }
 
-    void samplesReadIntoAccounts_data()
+    // Per sample: every account with every column it sets, in the file's order; the
+    // server-wide deny rules; the warnings; and every value left behind with part of
+    // its reason, and nothing more.
+    void samples_data()
     {
         QTest::addColumn<QString>("path");
         QTest::addColumn<int>("generation");
-        QTest::addColumn<QString>("account");
-        QTest::addColumn<QStringList>("columns");
-        const int v4 = int(Generation::V4), v2 = int(Generation::V2);
-        const QString four = sample("servu4-sample.ini"), two = sample("servu2-sample.ini");
-
-        QTest::newRow("v4 every key") << four << v4 << "alice" << expected({
-            {"password", "ab0BE9089682363B12E49AEFBB9356450D"}, {"homedir", "d:\\ftp\\alice"},
-            {"comments", "Wizard generated account\r\nRenewed every year"},
-            {"access", "d:\\ftp\\alice|RWAMELCD|1; d:\\ftp\\public|RL|1; d:\\ftp\\drop|WA|0"},
-            {"denied", "198.51.100.*"}, {"disabled", "0"}, {"expires", "31.12.2030"}, {"idle", "10"},
-            {"session", "91"}, {"maxConcurrent", "3"}, {"maxPerIp", "0"}, {"onePerIp", "1"}, {"speed", "64"},
-            {"useQuota", "1"}, {"quotaMax", "104857600"}, {"quotaCurrent", "5242880"}, {"ratioType", "BytesPerSession"},
-            {"ratioUp", "1"}, {"ratioDown", "3"}, {"credit", "1048576"}, {"relPaths", "1"}, {"hideHidden", "1"},
-            {"alwaysLogin", "1"}, {"loginMsg", "D:\\FTP\\Messages\\Alice.txt"}, {"maintenance", "System"}});
-        QTest::newRow("v4 utf-8 name") << four << v4 << QStringLiteral("Björn Ødegård") << expected({
-            {"password", "kz2D80DD096853E9F9E735F00CE1CC448B"}, {"homedir", QStringLiteral("d:\\ftp\\björn")},
-            {"access", QStringLiteral("d:\\ftp\\björn|RL|0")}, {"disabled", "1"}, {"expires", "28.02.2031"},
-            {"maxPerIp", "4"}, {"onePerIp", "0"}, {"maintenance", "ReadOnly"}});
-        QTest::newRow("v4 no password, no limits") << four << v4 << "anonymous" << expected({
-            {"homedir", "d:\\ftp\\public"}, {"access", "d:\\ftp\\public|RL|1"}, {"idle", "-1"}, {"maxPerIp", "0"}, {"onePerIp", "0"}});
-        QTest::newRow("v4 values left behind") << four << v4 << "bob" << expected({
-            {"password", "letmein"}, {"homedir", "d:\\ftp\\bob"}, {"comments", QStringLiteral("This account belongs to the night shift; ").repeated(8).left(256)},
-            {"idle", "2"}, {"maxConcurrent", "-1"}, {"ratioType", "FilesOverall"}, {"ratioUp", "2"}});
-        QTest::newRow("v4 second domain") << four << v4 << "carol" << expected({
-            {"password", "qr54339D49AB6CAAA8EB4843C6F83711FA"}, {"homedir", "e:\\side\\carol"}, {"access", "e:\\side\\carol|RWAMELCD|0"}});
-        QTest::newRow("v4 repeated key") << four << v4 << "dave" << expected({
-            {"password", "qr54339D49AB6CAAA8EB4843C6F83711FA"}, {"homedir", "d:\\ftp\\dave"}, {"idle", "2"}});
-        QTest::newRow("v2 one speed") << two << v2 << "anonymous" << expected({
-            {"homedir", "c:\\ftp\\pub"}, {"access", "c:\\ftp\\pub|RL|1"}, {"idle", "5"}, {"maxConcurrent", "20"}, {"speed", "32"}});
-        QTest::newRow("v2 every key, Windows-1252") << two << v2 << QStringLiteral("José Müller") << expected({
-            {"password", "xyQ3kD8r0PqwE"}, {"homedir", QStringLiteral("c:\\ftp\\josé")}, {"comments", QStringLiteral("Old account, café corner")},
-            {"access", QStringLiteral("c:\\ftp\\josé|RWAMLCD|1; c:\\ftp\\pub|RL|0")}, {"denied", "192.0.2.15"}, {"disabled", "0"},
-            {"expires", "01.01.2001"}, {"session", "60"}, {"maxPerIp", "2"}, {"onePerIp", "0"}, {"useQuota", "0"},
-            {"quotaMax", "0"}, {"ratioType", "FilesPerSession"}, {"ratioUp", "1"}, {"ratioDown", "5"}, {"credit", "10"},
-            {"relPaths", "1"}, {"hideHidden", "1"}, {"alwaysLogin", "1"}, {"loginMsg", "C:\\FTP\\Welcome.txt"}, {"maintenance", "None"}});
-        QTest::newRow("v2 section with a domain") << two << v2 << "admin" << expected({
-            {"password", "ab0BE9089682363B12E49AEFBB9356450D"}, {"homedir", "c:\\"}, {"access", "c:\\|RWAMELCD|1"}, {"maintenance", "System"}});
-    }
-
-    void samplesReadIntoAccounts()
-    {
-        QFETCH(QString, path);
-        QFETCH(int, generation);
-        QFETCH(QString, account);
-        QFETCH(QStringList, columns);
-        const ReadOutcome outcome = readIniUsers(path, Generation(generation), Installation);
-        QVERIFY2(outcome.ok, qPrintable(outcome.error));
-        const QList<MigratedAccount>& read = outcome.source.accounts;
-        const auto found = std::find_if(read.cbegin(), read.cend(), [&](const MigratedAccount& each) { return each.name == account; });
-        QVERIFY(found != read.cend());
-        QCOMPARE(describe(*found), columns);
-    }
-
-    // Per sample: the accounts in the file's order, the server-wide deny rules, the
-    // warnings, and every value left behind with part of its reason, and nothing more.
-    void samplesListWhatTheyLeaveBehind_data()
-    {
-        QTest::addColumn<QString>("path");
-        QTest::addColumn<int>("generation");
-        QTest::addColumn<QStringList>("names");
+        QTest::addColumn<QList<QStringList>>("accounts");
         QTest::addColumn<QStringList>("globalDenied");
         QTest::addColumn<QStringList>("warnings");
         QTest::addColumn<QList<QStringList>>("leftBehind"); // account, key, part of the reason
         const QString four = sample("servu4-sample.ini"), two = sample("servu2-sample.ini");
-        const QString longName = QStringLiteral("this-name-is-far-too-long-for-the-username-column-x"), jose = QStringLiteral("José Müller");
-        QTest::newRow("v4") << four << int(Generation::V4) << QStringList{"alice", QStringLiteral("Björn Ødegård"), "anonymous", "bob", "carol", "dave"}
+        const QString longName = u"this-name-is-far-too-long-for-the-username-column-x"_s, jose = u"José Müller"_s;
+        QTest::newRow("v4") << four << int(Generation::V4) << QList<QStringList>{
+            {"alice", "password=ab0BE9089682363B12E49AEFBB9356450D", "homedir=d:\\ftp\\alice", "comments=Wizard generated account\r\nRenewed every year",
+             "access=d:\\ftp\\alice|RWAMELCD|1; d:\\ftp\\public|RL|1; d:\\ftp\\drop|WA|0", "denied=198.51.100.*", "disabled=0", "expires=31.12.2030",
+             "idle=10", "session=91", "maxConcurrent=3", "maxPerIp=0", "onePerIp=1", "speed=64", "useQuota=1", "quotaMax=104857600",
+             "quotaCurrent=5242880", "ratioType=BytesPerSession", "ratioUp=1", "ratioDown=3", "credit=1048576", "relPaths=1", "hideHidden=1",
+             "alwaysLogin=1", "loginMsg=D:\\FTP\\Messages\\Alice.txt", "maintenance=System"},
+            {u"Björn Ødegård"_s, "password=kz2D80DD096853E9F9E735F00CE1CC448B", u"homedir=d:\\ftp\\björn"_s, u"access=d:\\ftp\\björn|RL|0"_s,
+             "disabled=1", "expires=28.02.2031", "maxPerIp=4", "onePerIp=0", "maintenance=ReadOnly"},
+            {"anonymous", "homedir=d:\\ftp\\public", "access=d:\\ftp\\public|RL|1", "idle=-1", "maxPerIp=0", "onePerIp=0"},
+            {"bob", "password=letmein", "homedir=d:\\ftp\\bob", u"comments="_s + u"This account belongs to the night shift; "_s.repeated(8).left(256),
+             "idle=2", "maxConcurrent=-1", "ratioType=FilesOverall", "ratioUp=2"},
+            {"carol", "password=qr54339D49AB6CAAA8EB4843C6F83711FA", "homedir=e:\\side\\carol", "access=e:\\side\\carol|RWAMELCD|0"},
+            {"dave", "password=qr54339D49AB6CAAA8EB4843C6F83711FA", "homedir=d:\\ftp\\dave", "idle=2"}}
                             << QStringList{"10.20.30.*", "172.16.0.0/12", "203.0.113.7"}
                             << QStringList{"\"ALICE\" appears twice (lines 28 and 104); the first, at line 28, was kept",
                                            "\"ghost\" is listed in [Domain1]", "\"dave\" is in no domain's user list",
@@ -164,7 +102,7 @@ private slots:
                                    {"", "[DOMAINS] Domain1", "no domains"}, {"", "[DOMAINS] Domain2", "no domains"},
                                    {"", "[Domain1] LogSystemMes", "server setting"}, {"", "[ServUAdmin] WindowPos", "not read"},
                                    {"ALICE", "[USER=ALICE|2]", "second section"}, {longName, "[USER=" + longName + "|1]", "longer than the 50"},
-                                   {QStringLiteral("pipe§name"), QStringLiteral("[USER=pipe§name|1]"), "may not hold"},
+                                   {u"pipe§name"_s, u"[USER=pipe§name|1]"_s, "may not hold"},
                                    {"alice", "ChangePassword", "change their own password"}, {"alice", "Access3", "\"X\""},
                                    {"alice", "IPAccess2", "allow rule"}, {"alice", "SKEYValues", "S/KEY"},
                                    {"alice", "FavouriteColour", "not a key the migration knows"}, {"alice", "SpeedLimitDown", "64 KBps"},
@@ -175,30 +113,38 @@ private slots:
                                    {"carol", "RatioUp", "no ratio"}, {"dave", "timeout", "appears twice"}};
         const QList<QStringList> v2LeftBehind{{"", "[GLOBAL] RegistrationKey", "server setting"}, {"", "[GLOBAL] IPAccess2", "allow rule"},
                                               {"", "[GLOBAL] IPAccess3", "does not apply as written"}, {jose, "Password", "salted MD5"}};
-        QTest::newRow("v2") << two << int(Generation::V2) << QStringList{"anonymous", jose, "admin"} << QStringList{"192.0.2.*"}
-                            << QStringList{"read as Windows-1252", "\"anonymous\" has no password"}
+        const QStringList admin{"admin", "password=ab0BE9089682363B12E49AEFBB9356450D", "homedir=c:\\", "access=c:\\|RWAMELCD|1", "maintenance=System"};
+        QTest::newRow("v2") << two << int(Generation::V2) << QList<QStringList>{
+            {"anonymous", "homedir=c:\\ftp\\pub", "access=c:\\ftp\\pub|RL|1", "idle=5", "maxConcurrent=20", "speed=32"},
+            {jose, "password=xyQ3kD8r0PqwE", u"homedir=c:\\ftp\\josé"_s, u"comments=Old account, café corner"_s,
+             u"access=c:\\ftp\\josé|RWAMLCD|1; c:\\ftp\\pub|RL|0"_s, "denied=192.0.2.15", "disabled=0", "expires=01.01.2001", "session=60",
+             "maxPerIp=2", "onePerIp=0", "useQuota=0", "quotaMax=0", "ratioType=FilesPerSession", "ratioUp=1", "ratioDown=5", "credit=10",
+             "relPaths=1", "hideHidden=1", "alwaysLogin=1", "loginMsg=C:\\FTP\\Welcome.txt", "maintenance=None"}, admin}
+                            << QStringList{"192.0.2.*"} << QStringList{"read as Windows-1252", "\"anonymous\" has no password"}
                             << v2LeftBehind + QList<QStringList>{{jose, "SpeedLimitUp", "not a key the migration knows"}};
         // The older layout read as the newer one says so, and keeps its accounts.
-        QTest::newRow("v2 read as v4") << two << int(Generation::V4) << QStringList{"anonymous", jose, "admin"} << QStringList{"192.0.2.*"}
+        QTest::newRow("v2 read as v4") << two << int(Generation::V4) << QList<QStringList>{{"anonymous"}, {jose}, admin} << QStringList{"192.0.2.*"}
                                        << QStringList{"read as Windows-1252", "Version=2.5h", "\"anonymous\" has no password"}
                                        << v2LeftBehind + QList<QStringList>{{"anonymous", "SpeedLimit", "not a key the migration knows"}};
     }
-
-    void samplesListWhatTheyLeaveBehind()
+    void samples()
     {
         QFETCH(QString, path);
         QFETCH(int, generation);
+        QFETCH(QList<QStringList>, accounts);
         QFETCH(QStringList, warnings);
         QFETCH(QList<QStringList>, leftBehind);
         const ReadOutcome outcome = readIniUsers(path, Generation(generation), Installation);
         QVERIFY2(outcome.ok, qPrintable(outcome.error));
-        QStringList names;
         QList<NotCarried> all = outcome.source.notCarried;
-        for (const MigratedAccount& account : outcome.source.accounts) {
-            names << account.name;
-            all += account.notCarried;
+        QCOMPARE(outcome.source.accounts.size(), accounts.size());
+        for (qsizetype index = 0; index < accounts.size(); ++index) {
+            const MigratedAccount& read = outcome.source.accounts[index];
+            all += read.notCarried;
+            QStringList expected = accounts[index];
+            std::sort(expected.begin() + 1, expected.end());
+            QCOMPARE(accounts[index].size() > 1 ? describe(read) : QStringList{read.name}, expected);
         }
-        QTEST(names, "names");
         QTEST(outcome.source.globalDeniedIps, "globalDenied");
         const QStringList& read = outcome.source.warnings;
         QCOMPARE(read.size(), warnings.size());
@@ -206,12 +152,12 @@ private slots:
             QVERIFY2(std::any_of(read.cbegin(), read.cend(), [&](const QString& each) { return each.contains(warning); }), qPrintable(warning));
         QStringList listed, expected;
         for (const NotCarried& entry : all)
-            listed << entry.account + QStringLiteral(" / ") + entry.key;
+            listed << entry.account + u" / "_s + entry.key;
         for (const QStringList& entry : leftBehind) {
-            expected << entry[0] + QStringLiteral(" / ") + entry[1];
+            expected << entry[0] + u" / "_s + entry[1];
             QVERIFY2(std::any_of(all.cbegin(), all.cend(), [&](const NotCarried& each) {
                          return each.account == entry[0] && each.key == entry[1] && each.reason.contains(entry[2]);
-                     }), qPrintable(entry.join(QStringLiteral(" / "))));
+                     }), qPrintable(entry.join(u" / "_s)));
         }
         listed.sort();
         expected.sort();
@@ -223,13 +169,12 @@ private slots:
         QTest::addColumn<QString>("path");
         QTest::addColumn<QString>("message");
         QVERIFY(m_dir.isValid());
-        QByteArray garbage(64 * 1024, Qt::Uninitialized);
+        QByteArray garbage(64 * 1024, Qt::Uninitialized), controls(64 * 1024, Qt::Uninitialized);
         QRandomGenerator random(20240611);
-        for (char& byte : garbage)
-            byte = char(random.bounded(256));
-        QByteArray controls = garbage;
-        for (char& byte : controls)
-            byte = char(1 + quint8(byte) % 255);
+        for (qsizetype at = 0; at < garbage.size(); ++at) {
+            garbage[at] = char(random.bounded(256));
+            controls[at] = char(1 + quint8(garbage[at]) % 255);
+        }
         QFile sparse(m_dir.filePath("huge.ini"));
         QVERIFY(sparse.open(QIODevice::WriteOnly) && sparse.resize(300LL * 1024 * 1024));
         sparse.close();
@@ -245,7 +190,6 @@ private slots:
         QTest::newRow("no user section") << sample("servu4-no-users.ini") << "no [USER=...] section";
         QTest::newRow("too large") << sparse.fileName() << "too large";
     }
-
     void badInputGetsAMessage()
     {
         QFETCH(QString, path);
@@ -260,8 +204,8 @@ private slots:
     {
         QTest::addColumn<QByteArray>("bytes");
         QTest::addColumn<bool>("windows1252");
-        const QString text = QStringLiteral("[GLOBAL]~Version=6.0~~[USER=Jürgen Ølholm €uro|1]~Password=ab0BE9089682363B12E49AEFBB9356450D~"
-                                            "HomeDir=C:\\Ünïcode\\Dir~Note1=Grüße~TimeOut=120~");
+        const QString text = u"[GLOBAL]~Version=6.0~~[USER=Jürgen Ølholm €uro|1]~Password=ab0BE9089682363B12E49AEFBB9356450D~"
+                             "HomeDir=C:\\Ünïcode\\Dir~Note1=Grüße~TimeOut=120~"_s;
         const auto lines = [&](const char* end) { return QString(text).replace(QLatin1Char('~'), QLatin1String(end)); };
         QTest::newRow("utf-8 lf") << lines("\n").toUtf8() << false;
         QTest::newRow("utf-8 crlf") << lines("\r\n").toUtf8() << false;
@@ -270,135 +214,98 @@ private slots:
         const QString wide = lines("\r\n");
         QTest::newRow("utf-16 with bom") << QByteArray("\xFF\xFE") + QByteArray(reinterpret_cast<const char*>(wide.utf16()), wide.size() * 2) << false;
         // The euro sign exists in Windows-1252 (0x80), not in Latin-1.
-        QByteArray latin = lines("\r\n").toLatin1();
-        latin.replace('?', '\x80');
+        const QByteArray latin = lines("\r\n").toLatin1().replace('?', '\x80');
         QTest::newRow("windows-1252 crlf") << latin << true;
         QTest::newRow("windows-1252 cr") << QByteArray(latin).replace("\r\n", "\r") << true;
     }
-
     void encodingsAndLineEnds()
     {
         QFETCH(QByteArray, bytes);
-        QFETCH(bool, windows1252);
         const ReadOutcome outcome = readIniUsers(write("encoded.ini", bytes), Generation::V4, Installation);
         QVERIFY2(outcome.ok, qPrintable(outcome.error));
         QCOMPARE(outcome.source.accounts.size(), 1);
-        const MigratedAccount& account = outcome.source.accounts.first();
-        QCOMPARE(account.name, QStringLiteral("Jürgen Ølholm €uro"));
-        QCOMPARE(account.homedir, QStringLiteral("c:\\ünïcode\\dir"));
-        QCOMPARE(account.comments, QStringLiteral("Grüße"));
-        QCOMPARE(account.idleTimeoutMinutes, 2);
-        QVERIFY(account.notCarried.isEmpty());
-        QCOMPARE(outcome.source.warnings.join(QLatin1Char('\n')).contains(QLatin1String("Windows-1252")), windows1252);
+        QCOMPARE(describe(outcome.source.accounts.first()),
+                 (QStringList{u"Jürgen Ølholm €uro"_s, u"comments=Grüße"_s, "homedir=c:\\ünïcode\\dir", "idle=2", "password=ab0BE9089682363B12E49AEFBB9356450D"}));
+        QVERIFY(outcome.source.accounts.first().notCarried.isEmpty());
+        QTEST(outcome.source.warnings.join(QLatin1Char('\n')).contains(QLatin1String("Windows-1252")), "windows1252");
     }
 
     void fiftyMegabytesReadInFull()
     {
         const int accounts = 200000;
-        QByteArray bytes;
+        QByteArray bytes = "[GLOBAL]\r\nVersion=6.4.0.6\r\n";
         bytes.reserve(52 * 1024 * 1024);
-        bytes += "[GLOBAL]\r\nVersion=6.4.0.6\r\n";
-        const QByteArray filler = QByteArray(130, 'n');
         for (int index = 0; index < accounts; ++index) {
             const QByteArray number = QByteArray::number(index);
             bytes += "[USER=user" + number + "|1]\r\nPassword=ab0BE9089682363B12E49AEFBB9356450D\r\nHomeDir=D:\\FTP\\User" + number
-                + "\r\nAccess1=D:\\FTP\\User" + number + "|RWLP\r\nTimeOut=600\r\nNote1=" + filler + "\r\n\r\n";
+                + "\r\nAccess1=D:\\FTP\\User" + number + "|RWLP\r\nTimeOut=600\r\nNote1=" + QByteArray(130, 'n') + "\r\n\r\n";
         }
         QVERIFY(bytes.size() > 50 * 1024 * 1024);
         const ReadOutcome outcome = readIniUsers(write("big.ini", bytes), Generation::V4, Installation);
         QVERIFY2(outcome.ok, qPrintable(outcome.error));
         QCOMPARE(outcome.source.accounts.size(), accounts);
-        const MigratedAccount& last = outcome.source.accounts.last();
-        QCOMPARE(last.name, QStringLiteral("user%1").arg(accounts - 1));
-        QCOMPARE(last.homedir, QStringLiteral("d:\\ftp\\user%1").arg(accounts - 1));
-        QCOMPARE(last.access.size(), 1);
-        QVERIFY(last.access.first().inherit);
-        QVERIFY(outcome.source.warnings.isEmpty());
-        QVERIFY(outcome.source.notCarried.isEmpty());
+        QCOMPARE(describe(outcome.source.accounts.last()),
+                 (QStringList{u"user%1"_s.arg(accounts - 1), u"access=d:\\ftp\\user%1|RWL|1"_s.arg(accounts - 1), u"comments="_s + QString(130, u'n'),
+                              u"homedir=d:\\ftp\\user%1"_s.arg(accounts - 1), "idle=10", "password=ab0BE9089682363B12E49AEFBB9356450D"}));
+        QVERIFY(outcome.source.warnings.isEmpty() && outcome.source.notCarried.isEmpty());
     }
 
-    void ipRules_data()
+    // The reading of one value: an IP deny rule (carried or not), an Access entry
+    // ("folder|rights|inherit|letters ignored"), or an expiry date.
+    void oneValue_data()
     {
-        QTest::addColumn<QString>("rule");
-        QTest::addColumn<bool>("carried");
-        QTest::newRow("address") << "10.0.0.1" << true;
-        QTest::newRow("star part") << "10.0.0.*" << true;
-        QTest::newRow("all stars") << "*.*.*.*" << true;
-        QTest::newRow("block") << "10.0.0.0/8" << true;
-        QTest::newRow("block too wide") << "10.0.0.0/33" << false;
-        QTest::newRow("range the handler reads as one address") << "10.0.0.1-50" << false;
-        QTest::newRow("question mark") << "10.0.0.?" << false;
-        QTest::newRow("three parts") << "10.0.0" << false;
-        QTest::newRow("part above 255") << "300.1.1.1" << false;
-        QTest::newRow("wider than the column") << "10.0.0.0/8     x" << false;
-        QTest::newRow("ipv6") << "2001:db8::1" << false;
-    }
-
-    void ipRules()
-    {
-        QFETCH(QString, rule);
-        QFETCH(bool, carried);
-        const inivalues::IpAccessReading reading = inivalues::readIpAccess(QStringLiteral("D|") + rule);
-        QVERIFY(reading.deny);
-        QCOMPARE(reading.problem.isEmpty(), carried);
-    }
-
-    void accessEntries_data()
-    {
-        QTest::addColumn<QString>("value");
-        QTest::addColumn<QString>("directory");
-        QTest::addColumn<QString>("rights");
-        QTest::addColumn<bool>("inherit");
-        QTest::addColumn<QString>("ignored");
-        QTest::newRow("all, lower case") << "C:\\Data|rwamelcdp" << "c:\\data" << "RWAMELCD" << true << "";
-        QTest::newRow("reversed order") << "C:\\Data|DCLEMAWR" << "c:\\data" << "RWAMELCD" << false << "";
-        QTest::newRow("unknown letters") << "C:\\A|WXZP" << "c:\\a" << "W" << true << "XZ";
-        QTest::newRow("no rights") << "C:\\A|" << "c:\\a" << "" << false << "";
-        QTest::newRow("no bar") << "C:\\A" << "" << "" << false << "";
-        QTest::newRow("no folder") << "|RL" << "" << "" << false << "";
-        QTest::newRow("posix folder keeps its case") << "/srv/ftp/Incoming|RL" << "/srv/ftp/Incoming" << "RL" << false << "";
-        QTest::newRow("separators") << QStringLiteral("C:\\§ 1|2|RL") << QStringLiteral("c:\\§ 1|2") << "RL" << false << "";
-    }
-
-    void accessEntries()
-    {
-        QFETCH(QString, value);
-        QFETCH(QString, directory);
-        QFETCH(QString, rights);
-        QFETCH(bool, inherit);
-        QFETCH(QString, ignored);
-        const inivalues::AccessReading reading = inivalues::readAccess(value);
-        QCOMPARE(reading.access.has_value(), !directory.isEmpty());
-        QCOMPARE(reading.problem.isEmpty(), !directory.isEmpty());
-        if (reading.access) {
-            QCOMPARE(reading.access->directory, directory);
-            QCOMPARE(reading.access->rights, rights);
-            QCOMPARE(reading.access->inherit, inherit);
-            QCOMPARE(reading.ignoredLetters, ignored);
-        }
-    }
-
-    void expiryDates_data()
-    {
+        QTest::addColumn<QString>("key");
         QTest::addColumn<QString>("text");
-        QTest::addColumn<QDate>("date");
-        QTest::addColumn<bool>("understood");
-        QTest::newRow("none") << "0" << QDate() << true;
-        QTest::newRow("month first") << "2/9/2031" << QDate(2031, 2, 9) << true;
-        QTest::newRow("iso") << "2031-02-09" << QDate(2031, 2, 9) << true;
-        QTest::newRow("day number with time") << "47158.75" << QDate(2029, 2, 9) << true;
-        QTest::newRow("no such day") << "2/30/2031" << QDate() << false;
-        QTest::newRow("two-digit year") << "2/9/31" << QDate() << false;
+        QTest::addColumn<QString>("read");
+        const char* leftBehind = "left behind";
+        QTest::newRow("address") << "IPAccess" << "10.0.0.1" << "carried";
+        QTest::newRow("star part") << "IPAccess" << "10.0.0.*" << "carried";
+        QTest::newRow("all stars") << "IPAccess" << "*.*.*.*" << "carried";
+        QTest::newRow("block") << "IPAccess" << "10.0.0.0/8" << "carried";
+        QTest::newRow("block too wide") << "IPAccess" << "10.0.0.0/33" << leftBehind;
+        QTest::newRow("range the handler reads as one address") << "IPAccess" << "10.0.0.1-50" << leftBehind;
+        QTest::newRow("question mark") << "IPAccess" << "10.0.0.?" << leftBehind;
+        QTest::newRow("three parts") << "IPAccess" << "10.0.0" << leftBehind;
+        QTest::newRow("part above 255") << "IPAccess" << "300.1.1.1" << leftBehind;
+        QTest::newRow("wider than the column") << "IPAccess" << "10.0.0.0/8     x" << leftBehind;
+        QTest::newRow("ipv6") << "IPAccess" << "2001:db8::1" << leftBehind;
+        QTest::newRow("all, lower case") << "Access" << "C:\\Data|rwamelcdp" << "c:\\data|RWAMELCD|1|";
+        QTest::newRow("reversed order") << "Access" << "C:\\Data|DCLEMAWR" << "c:\\data|RWAMELCD|0|";
+        QTest::newRow("unknown letters") << "Access" << "C:\\A|WXZP" << "c:\\a|W|1|XZ";
+        QTest::newRow("no rights") << "Access" << "C:\\A|" << "c:\\a||0|";
+        QTest::newRow("no bar") << "Access" << "C:\\A" << leftBehind;
+        QTest::newRow("no folder") << "Access" << "|RL" << leftBehind;
+        QTest::newRow("posix folder keeps its case") << "Access" << "/srv/ftp/Incoming|RL" << "/srv/ftp/Incoming|RL|0|";
+        QTest::newRow("separators") << "Access" << u"C:\\§ 1|2|RL"_s << u"c:\\§ 1|2|RL|0|"_s;
+        QTest::newRow("no date") << "Expiration" << "0" << "none";
+        QTest::newRow("month first") << "Expiration" << "2/9/2031" << "2031-02-09";
+        QTest::newRow("iso") << "Expiration" << "2031-02-09" << "2031-02-09";
+        QTest::newRow("day number with time") << "Expiration" << "47158.75" << "2029-02-09";
+        QTest::newRow("no such day") << "Expiration" << "2/30/2031" << leftBehind;
+        QTest::newRow("two-digit year") << "Expiration" << "2/9/31" << leftBehind;
     }
-
-    void expiryDates()
+    void oneValue()
     {
+        QFETCH(QString, key);
         QFETCH(QString, text);
-        QFETCH(QDate, date);
-        QFETCH(bool, understood);
-        const inivalues::DateReading reading = inivalues::readExpiryDate(text);
-        QCOMPARE(reading.understood, understood);
-        QCOMPARE(reading.date.value_or(QDate()), date);
+        QString read = u"left behind"_s;
+        if (key == "IPAccess"_L1) {
+            const inivalues::IpAccessReading reading = inivalues::readIpAccess(u"D|"_s + text);
+            QVERIFY(reading.deny);
+            if (reading.problem.isEmpty())
+                read = u"carried"_s;
+        } else if (key == "Access"_L1) {
+            const inivalues::AccessReading reading = inivalues::readAccess(text);
+            QCOMPARE(reading.problem.isEmpty(), reading.access.has_value());
+            if (reading.access)
+                read = u"%1|%2|%3|%4"_s.arg(reading.access->directory, reading.access->rights, shown(reading.access->inherit), reading.ignoredLetters);
+        } else {
+            const inivalues::DateReading reading = inivalues::readExpiryDate(text);
+            QVERIFY(reading.understood || !reading.date);
+            if (reading.understood)
+                read = reading.date ? reading.date->toString(Qt::ISODate) : u"none"_s;
+        }
+        QTEST(read, "read");
     }
 };
 

@@ -8,12 +8,13 @@
 #include <QAction>
 #include <QDir>
 #include <QFile>
-#include <QPushButton>
 #include <QRadioButton>
 #include <QTest>
 
+using namespace Qt::StringLiterals;
+
 // Tools -> Migration Utility: the warning, the choice of generation, and the tool
-// written beside the program and started in its place.
+// written beside the program (or the installed package's own) started in its place.
 class TestMigrateWindow : public QObject
 {
     Q_OBJECT
@@ -24,221 +25,132 @@ class TestMigrateWindow : public QObject
         return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
     }
 
-    static QString toolPath(ProgramUnderTest& program) { return program.env.programDir() + QStringLiteral("/migration.exe"); }
-
-    static void openLauncher(ProgramUnderTest& program)
+    static bool write(const QString& path, const QByteArray& bytes)
     {
-        program.windows.main().findChild<QAction*>(QStringLiteral("tools1_migrate"))->trigger();
+        QFile file(path);
+        return file.open(QIODevice::WriteOnly) && file.write(bytes) == bytes.size();
     }
 
     static void click(QWidget* dialog, const char* name)
     {
-        QPushButton* button = dialog->findChild<QPushButton*>(QLatin1String(name));
+        auto* button = dialog->findChild<QAbstractButton*>(QLatin1String(name));
         QVERIFY(button);
-        QTest::mouseClick(button, Qt::LeftButton);
+        QTest::mouseClick(button, Qt::LeftButton, {}, QPoint(8, 8));
     }
 
-    static bool upperOptionChecked(QWidget* dialog)
+    static void launch(ProgramUnderTest& program, prompt::Answer warning, const ScriptedPrompter::WindowScript& script)
     {
-        return dialog->findChild<QRadioButton*>(QStringLiteral("optVersion0"))->isChecked();
-    }
-
-    static void expectWarning(ProgramUnderTest& program, prompt::Answer answer)
-    {
-        program.env.prompter.answerMessage(answer, QStringLiteral("Would you like to run the migration utility now?"));
+        program.env.prompter.answerMessage(warning, u"Would you like to run the migration utility now?"_s);
+        if (warning == prompt::Answer::Yes)
+            program.env.prompter.onModal(u"frmMigrate"_s, script);
+        program.windows.main().findChild<QAction*>(u"tools1_migrate"_s)->trigger();
     }
 
 private slots:
-    void theWarningAsksFirst_data()
+    // What is in place before the launch, the answers, the program started (relative to
+    // the test's folder) and the message of a failure, after which the dialog stays.
+    void launcher_data()
     {
-        QTest::addColumn<prompt::Answer>("answer");
-        QTest::newRow("No") << prompt::Answer::No;
-        QTest::newRow("Cancel") << prompt::Answer::Cancel;
-    }
-
-    void theWarningAsksFirst()
-    {
-        QFETCH(prompt::Answer, answer);
-        ProgramUnderTest program;
-        expectWarning(program, answer);
-
-        openLauncher(program);
-
-        const PromptRecord warning = program.env.prompter.messages().value(0);
-        QCOMPARE(warning.caption, QStringLiteral("Vantrel"));
-        QCOMPARE(warning.icon, prompt::Icon::Question);
-        QCOMPARE(warning.buttons, prompt::Buttons::YesNoCancel);
-        QCOMPARE(warning.defaultAnswer, prompt::Answer::No);
-        QVERIFY(warning.text.startsWith(QStringLiteral("Running the migration utility will migrate all users from your \r\n")));
-        QVERIFY(warning.text.contains(QStringLiteral("\r\n\r\nThe migration uitlity needs to be run when both Quillmere \r\n")));
-        // No dialog was shown (the script expected none), nothing written, nothing started.
-        QCOMPARE(program.env.prompter.records().size(), 1);
-        QVERIFY(!QFile::exists(toolPath(program)));
-        QVERIFY(program.env.starter.programs().isEmpty());
-        QVERIFY(!program.env.process.hasEnded());
-    }
-
-    void okWritesTheChosenToolStartsItAndEnds_data()
-    {
+        QTest::addColumn<prompt::Answer>("warning");
         QTest::addColumn<bool>("olderGeneration");
-        QTest::addColumn<int>("resource");
-        QTest::newRow("default: 4.0 and above") << false << int(embedded::MigrationV4);
-        QTest::newRow("2.0 to 3.0 over an earlier tool") << true << int(embedded::MigrationV2);
+        QTest::addColumn<QString>("before");
+        QTest::addColumn<QString>("started");
+        QTest::addColumn<QString>("failure");
+        const prompt::Answer yes = prompt::Answer::Yes;
+        QTest::newRow("warning answered No") << prompt::Answer::No << false << "" << "" << "";
+        QTest::newRow("warning answered Cancel") << prompt::Answer::Cancel << false << "" << "" << "";
+        QTest::newRow("dialog cancelled, choice kept") << yes << true << "" << "" << "";
+        QTest::newRow("default: 4.0 and above") << yes << false << "" << "program/migration.exe" << "";
+        QTest::newRow("2.0 to 3.0 over an earlier, longer tool") << yes << true << "earlier tool" << "program/migration.exe" << "";
+        // Installed from the package, the program writes nothing into its folder and
+        // starts the package's tool from the prefix's lib/quillmere.
+        QTest::newRow("installed, 4.0 and above") << yes << false << "installed" << "lib/quillmere/migration-v4" << "";
+        QTest::newRow("installed, 2.0 to 3.0") << yes << true << "installed" << "lib/quillmere/migration-v2" << "";
+        QTest::newRow("installed, tool missing") << yes << false << "lib/quillmere" << "" << "could not be started";
+        // The name is taken by a folder holding a file: nothing can be renamed over it.
+        QTest::newRow("name taken by a folder") << yes << false << "folder" << "" << "could not be written";
+        QTest::newRow("program folder gone") << yes << false << "no program folder" << "" << "could not be written";
     }
-
-    void okWritesTheChosenToolStartsItAndEnds()
+    void launcher()
     {
+        QFETCH(prompt::Answer, warning);
         QFETCH(bool, olderGeneration);
-        QFETCH(int, resource);
+        QFETCH(QString, before);
+        QFETCH(QString, started);
+        QFETCH(QString, failure);
         ProgramUnderTest program;
-        if (olderGeneration) {
-            // An earlier, longer tool of the other generation is there already.
-            QFile earlier(toolPath(program));
-            QVERIFY(earlier.open(QIODevice::WriteOnly));
-            earlier.write(contents(embedded::resourcePath(embedded::MigrationV4)) + QByteArray(100000, 'x'));
-        }
-        program.env.tray.add(TrayPicture::Blue, QStringLiteral("Quillmere"));
-        expectWarning(program, prompt::Answer::Yes);
-        bool defaultWasLower = false;
-        program.env.prompter.onModal(QStringLiteral("frmMigrate"), [&](QWidget* dialog) {
-            QCOMPARE(dialog->windowTitle(), QStringLiteral("Vantrel"));
-            defaultWasLower = dialog->findChild<QRadioButton*>(QStringLiteral("optVersion1"))->isChecked();
+        const QString tool = program.env.programDir() + u"/migration.exe"_s;
+        const QString installed = program.env.path(u"lib/quillmere/"_s) + (olderGeneration ? u"migration-v2"_s : u"migration-v4"_s);
+        if (before.startsWith("lib/quillmere"_L1) || before == "installed"_L1)
+            QVERIFY(QDir().mkpath(program.env.path(u"lib/quillmere"_s)));
+        if (before == "installed"_L1)
+            QVERIFY(QFile::copy(u"/bin/true"_s, installed));
+        if (before == "no program folder"_L1)
+            QVERIFY(QDir(program.env.programDir()).removeRecursively());
+        const QByteArray older = contents(embedded::resourcePath(embedded::MigrationV4)) + QByteArray(100000, 'x');
+        const QString earlier = before == "folder"_L1 ? tool + u"/older"_s : tool;
+        if (before == "folder"_L1 || before == "earlier tool"_L1)
+            QVERIFY(QDir().mkpath(QFileInfo(earlier).path()) && write(earlier, older));
+        program.env.tray.add(TrayPicture::Blue, u"Quillmere"_s);
+
+        launch(program, warning, [&](QWidget* dialog) {
+            QCOMPARE(dialog->windowTitle(), u"Vantrel"_s);
+            QVERIFY(dialog->findChild<QRadioButton*>(u"optVersion1"_s)->isChecked());
             if (olderGeneration)
-                QTest::mouseClick(dialog->findChild<QRadioButton*>(QStringLiteral("optVersion0")), Qt::LeftButton,
-                                  {}, QPoint(8, 8));
-            click(dialog, "cmdOK");
+                click(dialog, "optVersion0");
+            if (!failure.isEmpty())
+                program.env.prompter.answerMessage(prompt::Answer::Ok, failure == "could not be written"_L1 ? QDir::toNativeSeparators(tool) : installed);
+            click(dialog, started.isEmpty() && failure.isEmpty() ? "cmdCancel" : "cmdOK");
+            if (!failure.isEmpty()) {
+                QVERIFY(dialog->isVisible());
+                click(dialog, "cmdCancel");
+            }
         });
+        const bool cancelled = warning == prompt::Answer::Yes && started.isEmpty() && failure.isEmpty();
+        if (cancelled) {
+            QVERIFY(!program.windows.migrate().isVisible());
+            // Shown again, the dialog keeps the choice; Escape is Cancel too.
+            launch(program, warning, [](QWidget* dialog) {
+                QVERIFY(dialog->findChild<QRadioButton*>(u"optVersion0"_s)->isChecked());
+                QTest::keyClick(dialog, Qt::Key_Escape);
+            });
+            QVERIFY(!program.windows.migrate().isVisible());
+        }
 
-        openLauncher(program);
-
-        QVERIFY(defaultWasLower);
-        const QByteArray carried = contents(embedded::resourcePath(resource));
-        QVERIFY(!carried.isEmpty());
-        QCOMPARE(contents(toolPath(program)), carried);
-        QVERIFY(QFileInfo(toolPath(program)).isExecutable());
+        const PromptRecord question = program.env.prompter.messages().value(0);
+        QCOMPARE(question.caption, u"Vantrel"_s);
+        QCOMPARE(question.icon, prompt::Icon::Question);
+        QCOMPARE(question.buttons, prompt::Buttons::YesNoCancel);
+        QCOMPARE(question.defaultAnswer, prompt::Answer::No);
+        QVERIFY(question.text.startsWith(u"Running the migration utility will migrate all users from your \r\n"_s));
+        QVERIFY(question.text.contains(u"\r\n\r\nThe migration uitlity needs to be run when both Quillmere \r\n"_s));
+        QCOMPARE(program.env.prompter.unusedSteps(), 0);
+        QCOMPARE(program.env.prompter.messages().size(), 1 + int(cancelled) + int(!failure.isEmpty())); // never the exit question
+        if (!failure.isEmpty()) {
+            QCOMPARE(program.env.prompter.messages()[1].icon, prompt::Icon::Critical);
+            QVERIFY(program.env.prompter.messages()[1].text.contains(failure));
+        }
+        if (started.isEmpty()) {
+            QVERIFY(program.env.starter.programs().isEmpty());
+            QVERIFY(!program.env.process.hasEnded());
+            QVERIFY(program.env.tray.isAdded());
+            QCOMPARE(QFile::exists(tool), before == "folder"_L1);
+            QCOMPARE(contents(tool + u"/older"_s), before == "folder"_L1 ? older : QByteArray());
+            return;
+        }
         QCOMPARE(program.env.starter.programs().size(), 1);
-        QCOMPARE(program.env.starter.programs()[0].program, toolPath(program));
+        QCOMPARE(program.env.starter.programs()[0].program, program.env.path(started));
         QVERIFY(program.env.starter.programs()[0].arguments.isEmpty());
         QCOMPARE(program.env.process.exitCodes(), QList<int>({0}));
         QVERIFY(!program.env.tray.isAdded());
-        QCOMPARE(program.env.prompter.messages().size(), 1); // the warning only: no exit question
-    }
-
-    // Installed from the package, the program writes nothing into its folder and starts
-    // the package's tool from the prefix's lib/quillmere.
-    void anInstalledProgramStartsThePackagesTool_data()
-    {
-        QTest::addColumn<bool>("olderGeneration");
-        QTest::addColumn<bool>("toolInstalled");
-        QTest::newRow("4.0 and above") << false << true;
-        QTest::newRow("2.0 to 3.0") << true << true;
-        QTest::newRow("tool missing") << false << false;
-    }
-
-    void anInstalledProgramStartsThePackagesTool()
-    {
-        QFETCH(bool, olderGeneration);
-        QFETCH(bool, toolInstalled);
-        ProgramUnderTest program;
-        const QString installed = program.env.path(QStringLiteral("lib/quillmere/"))
-                                  + (olderGeneration ? QStringLiteral("migration-v2") : QStringLiteral("migration-v4"));
-        QVERIFY(QDir().mkpath(program.env.path(QStringLiteral("lib/quillmere"))));
-        if (toolInstalled)
-            QVERIFY(QFile::copy(QStringLiteral("/bin/true"), installed));
-        expectWarning(program, prompt::Answer::Yes);
-        program.env.prompter.onModal(QStringLiteral("frmMigrate"), [&](QWidget* dialog) {
-            if (olderGeneration)
-                QTest::mouseClick(dialog->findChild<QRadioButton*>(QStringLiteral("optVersion0")), Qt::LeftButton,
-                                  {}, QPoint(8, 8));
-            if (!toolInstalled)
-                program.env.prompter.answerMessage(prompt::Answer::Ok, QStringLiteral("could not be started"));
-            click(dialog, "cmdOK");
-            if (!toolInstalled)
-                click(dialog, "cmdCancel");
-        });
-
-        openLauncher(program);
-
-        QVERIFY(!QFile::exists(toolPath(program)));
-        QCOMPARE(program.env.process.hasEnded(), toolInstalled);
-        if (toolInstalled) {
-            QCOMPARE(program.env.starter.programs().size(), 1);
-            QCOMPARE(program.env.starter.programs()[0].program, installed);
+        if (before == "installed"_L1) {
+            QVERIFY(!QFile::exists(tool));
         } else {
-            QVERIFY(program.env.starter.programs().isEmpty());
-            QCOMPARE(program.env.prompter.messages().value(1).icon, prompt::Icon::Critical);
-            QVERIFY(program.env.prompter.messages().value(1).text.contains(installed));
+            const QByteArray carried = contents(embedded::resourcePath(olderGeneration ? embedded::MigrationV2 : embedded::MigrationV4));
+            QVERIFY(!carried.isEmpty());
+            QCOMPARE(contents(tool), carried);
+            QVERIFY(QFileInfo(tool).isExecutable());
         }
-        QCOMPARE(program.env.prompter.unusedSteps(), 0);
-    }
-
-    void cancelHidesAndKeepsTheChoice()
-    {
-        ProgramUnderTest program;
-        expectWarning(program, prompt::Answer::Yes);
-        program.env.prompter.onModal(QStringLiteral("frmMigrate"), [](QWidget* dialog) {
-            QTest::mouseClick(dialog->findChild<QRadioButton*>(QStringLiteral("optVersion0")), Qt::LeftButton, {}, QPoint(8, 8));
-            click(dialog, "cmdCancel");
-        });
-        expectWarning(program, prompt::Answer::Yes);
-        bool upperKept = false;
-        program.env.prompter.onModal(QStringLiteral("frmMigrate"), [&](QWidget* dialog) {
-            upperKept = upperOptionChecked(dialog);
-            // Escape is Cancel too.
-            QTest::keyClick(dialog, Qt::Key_Escape);
-        });
-
-        openLauncher(program);
-        QVERIFY(!program.windows.migrate().isVisible());
-        openLauncher(program);
-
-        QVERIFY(upperKept);
-        QVERIFY(!program.windows.migrate().isVisible());
-        QVERIFY(!QFile::exists(toolPath(program)));
-        QVERIFY(program.env.starter.programs().isEmpty());
-        QVERIFY(!program.env.process.hasEnded());
-        QCOMPARE(program.env.prompter.unusedSteps(), 0);
-    }
-
-    void aToolThatCannotBeWrittenIsReportedAndNothingStarts_data()
-    {
-        QTest::addColumn<bool>("folderMissing");
-        // The name is taken by a folder holding a file: nothing can be renamed over it.
-        QTest::newRow("name taken by a folder") << false;
-        QTest::newRow("program folder gone") << true;
-    }
-
-    void aToolThatCannotBeWrittenIsReportedAndNothingStarts()
-    {
-        QFETCH(bool, folderMissing);
-        ProgramUnderTest program;
-        const QString tool = toolPath(program);
-        if (folderMissing) {
-            QVERIFY(QDir(program.env.programDir()).removeRecursively());
-        } else {
-            QVERIFY(QDir().mkpath(tool));
-            QFile inside(tool + QStringLiteral("/older"));
-            QVERIFY(inside.open(QIODevice::WriteOnly));
-            inside.write("an older tool");
-        }
-        expectWarning(program, prompt::Answer::Yes);
-        program.env.prompter.onModal(QStringLiteral("frmMigrate"), [&](QWidget* dialog) {
-            program.env.prompter.answerMessage(prompt::Answer::Ok, QDir::toNativeSeparators(tool));
-            click(dialog, "cmdOK");
-            // The dialog stays for another choice or Cancel.
-            QVERIFY(dialog->isVisible());
-            click(dialog, "cmdCancel");
-        });
-
-        openLauncher(program);
-
-        const PromptRecord failure = program.env.prompter.messages().value(1);
-        QCOMPARE(failure.icon, prompt::Icon::Critical);
-        QVERIFY(failure.text.contains(QStringLiteral("could not be written")));
-        QVERIFY(program.env.starter.programs().isEmpty());
-        QVERIFY(!program.env.process.hasEnded());
-        if (!folderMissing)
-            QCOMPARE(contents(tool + QStringLiteral("/older")), QByteArray("an older tool"));
     }
 };
 
