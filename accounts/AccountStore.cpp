@@ -6,9 +6,9 @@
 #include "db/StoredFlag.h"
 #include "platform/PathInfo.h"
 #include "platform/Prompter.h"
-#include "shell/AppContext.h"
-#include "shell/AppInfo.h"
-#include "shell/Session.h"
+#include "services/AppContext.h"
+#include "services/AppInfo.h"
+#include "services/Session.h"
 
 #include <QSet>
 

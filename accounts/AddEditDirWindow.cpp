@@ -4,8 +4,8 @@
 #include "accounts/UserPage.h"
 #include "platform/PathInfo.h"
 #include "platform/Prompter.h"
-#include "shell/AppContext.h"
-#include "shell/AppInfo.h"
+#include "services/AppContext.h"
+#include "services/AppInfo.h"
 
 #include <QGridLayout>
 #include <QHBoxLayout>

@@ -5,8 +5,8 @@
 #include "platform/PathInfo.h"
 #include "platform/Prompter.h"
 #include "platform/SettingsStore.h"
-#include "shell/AppContext.h"
-#include "shell/AppInfo.h"
+#include "services/AppContext.h"
+#include "services/AppInfo.h"
 
 #include <QFormLayout>
 #include <QHBoxLayout>

@@ -8,8 +8,8 @@
 #include "platform/PathInfo.h"
 #include "platform/Prompter.h"
 #include "platform/SettingsStore.h"
-#include "shell/AppContext.h"
-#include "shell/AppInfo.h"
+#include "services/AppContext.h"
+#include "services/AppInfo.h"
 
 #include <QApplication>
 #include <QCheckBox>

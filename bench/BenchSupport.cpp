@@ -1,6 +1,6 @@
 #include "BenchSupport.h"
 
-#include "shell/EmbeddedFiles.h"
+#include "services/EmbeddedFiles.h"
 
 #include <QFile>
 #include <QProcess>

@@ -9,8 +9,8 @@
 #include "platform/Prompter.h"
 #include "platform/SettingsStore.h"
 #include "platform/SystemTrayIcon.h"
-#include "shell/AppContext.h"
-#include "shell/StatusLog.h"
+#include "services/AppContext.h"
+#include "services/StatusLog.h"
 
 #include <QElapsedTimer>
 #include <QString>

@@ -11,8 +11,8 @@
 
 #include "BenchSupport.h"
 
-#include "shell/AccountSweep.h"
-#include "shell/Session.h"
+#include "services/AccountSweep.h"
+#include "services/Session.h"
 
 #include <QApplication>
 #include <QDir>

@@ -12,7 +12,7 @@
 #include "BenchSupport.h"
 
 #include "accounts/UserPage.h"
-#include "shell/AccountSweep.h"
+#include "services/AccountSweep.h"
 #include "shell/AppWindows.h"
 #include "shell/MainWindow.h"
 

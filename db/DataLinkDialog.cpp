@@ -3,7 +3,7 @@
 #include "db/Database.h"
 #include "db/Engine.h"
 #include "platform/Prompter.h"
-#include "shell/AppContext.h"
+#include "services/AppContext.h"
 
 #include <QApplication>
 #include <QButtonGroup>

@@ -9,9 +9,9 @@
 #include "platform/Clock.h"
 #include "platform/Prompter.h"
 #include "platform/SettingsStore.h"
-#include "shell/AppContext.h"
-#include "shell/EmbeddedFiles.h"
-#include "shell/StatusLog.h"
+#include "services/AppContext.h"
+#include "services/EmbeddedFiles.h"
+#include "services/StatusLog.h"
 
 #include <QApplication>
 #include <QButtonGroup>

@@ -12,9 +12,9 @@
 #include "platform/Prompter.h"
 #include "platform/DateForm.h"
 #include "platform/Clock.h"
-#include "shell/AppContext.h"
-#include "shell/AppInfo.h"
-#include "shell/Session.h"
+#include "services/AppContext.h"
+#include "services/AppInfo.h"
+#include "services/Session.h"
 
 #include <QButtonGroup>
 #include <QCheckBox>

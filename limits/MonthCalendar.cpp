@@ -1,7 +1,7 @@
 #include "limits/MonthCalendar.h"
 
 #include "platform/Clock.h"
-#include "shell/AppContext.h"
+#include "services/AppContext.h"
 
 #include <QComboBox>
 #include <QHBoxLayout>

@@ -7,9 +7,9 @@
 #include "maintenance/Help.h"
 #include "platform/NumericKeyFilter.h"
 #include "platform/Prompter.h"
-#include "shell/AppContext.h"
-#include "shell/AppInfo.h"
-#include "shell/Session.h"
+#include "services/AppContext.h"
+#include "services/AppInfo.h"
+#include "services/Session.h"
 
 #include <QButtonGroup>
 #include <QCheckBox>

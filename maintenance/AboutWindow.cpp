@@ -1,6 +1,6 @@
 #include "maintenance/AboutWindow.h"
 
-#include "shell/AppInfo.h"
+#include "services/AppInfo.h"
 
 #include <QGridLayout>
 #include <QHBoxLayout>

@@ -4,8 +4,8 @@
 #include "maintenance/ProgramFiles.h"
 #include "platform/ProgramStarter.h"
 #include "platform/Prompter.h"
-#include "shell/AppContext.h"
-#include "shell/AppInfo.h"
+#include "services/AppContext.h"
+#include "services/AppInfo.h"
 
 #include <QDir>
 #include <QFileInfo>

@@ -3,10 +3,10 @@
 #include "maintenance/ProgramFiles.h"
 #include "platform/ProgramStarter.h"
 #include "platform/Prompter.h"
-#include "shell/AppContext.h"
-#include "shell/AppInfo.h"
-#include "shell/EmbeddedFiles.h"
-#include "shell/ProgramExit.h"
+#include "services/AppContext.h"
+#include "services/AppInfo.h"
+#include "services/EmbeddedFiles.h"
+#include "services/ProgramExit.h"
 
 #include <QButtonGroup>
 #include <QDialogButtonBox>

@@ -1,6 +1,6 @@
 #include "maintenance/ReleaseVersion.h"
 
-#include "shell/AppInfo.h"
+#include "services/AppInfo.h"
 
 #include <QRegularExpression>
 #include <QStringList>

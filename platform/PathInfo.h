@@ -21,7 +21,7 @@ QString withoutTrailingSeparator(const QString& path);
 // Windows file systems ignore case, so the program stores paths lower-cased; a
 // POSIX path (one beginning with "/") names a folder on a file system that does
 // not, and keeps its case. Drive paths, UNC paths and any other text are
-// lower-cased. The start-up statements of shell/AccountSweep.cpp apply the same
+// lower-cased. The start-up statements of services/AccountSweep.cpp apply the same
 // rule in SQL.
 bool isPosixPath(const QString& path);
 QString storedPathCase(const QString& path);

@@ -5,13 +5,13 @@
 #include "platform/PathInfo.h"
 #include "platform/Prompter.h"
 #include "platform/SettingsStore.h"
-#include "shell/AccountSweep.h"
-#include "shell/AppContext.h"
+#include "services/AccountSweep.h"
+#include "services/AppContext.h"
 #include "server/ServerIni.h"
-#include "shell/AppInfo.h"
-#include "shell/EmbeddedFiles.h"
-#include "shell/Session.h"
-#include "shell/ProgramExit.h"
+#include "services/AppInfo.h"
+#include "services/EmbeddedFiles.h"
+#include "services/Session.h"
+#include "services/ProgramExit.h"
 
 #include <QComboBox>
 #include <QDir>

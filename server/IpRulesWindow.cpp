@@ -6,8 +6,8 @@
 #include "platform/NumericKeyFilter.h"
 #include "platform/Prompter.h"
 #include "server/IpRuleText.h"
-#include "shell/AppContext.h"
-#include "shell/Session.h"
+#include "services/AppContext.h"
+#include "services/Session.h"
 
 #include <QApplication>
 #include <QFocusEvent>

@@ -2,7 +2,7 @@
 
 #include "companions/gatewick/AuthHandler.h"
 
-#include "shell/AppContext.h"
+#include "services/AppContext.h"
 
 namespace logincheck {
 

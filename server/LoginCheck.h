@@ -1,6 +1,6 @@
 #pragma once
 
-#include "shell/Session.h"
+#include "services/Session.h"
 
 #include <QString>
 #include <QStringList>

@@ -1,7 +1,7 @@
 #include "server/LoginTestWindow.h"
 
 #include "server/LoginCheck.h"
-#include "shell/AppContext.h"
+#include "services/AppContext.h"
 
 #include <QFontDatabase>
 #include <QFormLayout>

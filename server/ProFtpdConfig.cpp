@@ -4,7 +4,7 @@
 #include "db/ConnectionString.h"
 #include "db/Database.h"
 #include "db/SqlText.h"
-#include "shell/EmbeddedFiles.h"
+#include "services/EmbeddedFiles.h"
 
 #include <QDir>
 #include <QFileInfo>

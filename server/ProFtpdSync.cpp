@@ -3,8 +3,8 @@
 #include "platform/Prompter.h"
 #include "platform/SettingsStore.h"
 #include "server/ProFtpdConfig.h"
-#include "shell/AppContext.h"
-#include "shell/AppInfo.h"
+#include "services/AppContext.h"
+#include "services/AppInfo.h"
 
 #include <QFile>
 

@@ -3,8 +3,8 @@
 #include "platform/Prompter.h"
 #include "platform/SettingsStore.h"
 #include "server/ProFtpdSync.h"
-#include "shell/AppContext.h"
-#include "shell/AppInfo.h"
+#include "services/AppContext.h"
+#include "services/AppInfo.h"
 
 #include <QDir>
 #include <QFormLayout>

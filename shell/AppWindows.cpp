@@ -14,10 +14,10 @@
 #include "server/ConfigureWindow.h"
 #include "server/IpRulesWindow.h"
 #include "server/LoginTestWindow.h"
-#include "shell/AppContext.h"
+#include "services/AppContext.h"
 #include "shell/ExpiringWindow.h"
 #include "shell/MainWindow.h"
-#include "shell/ProgramExit.h"
+#include "services/ProgramExit.h"
 #include "shell/SplashWindow.h"
 #include "shell/StatusWindow.h"
 

@@ -13,11 +13,11 @@
 #include "server/LoginCheck.h"
 #include "server/ProFtpdConfig.h"
 #include "server/ProFtpdSync.h"
-#include "shell/AccountSweep.h"
-#include "shell/AppContext.h"
-#include "shell/AppInfo.h"
+#include "services/AccountSweep.h"
+#include "services/AppContext.h"
+#include "services/AppInfo.h"
 #include "shell/ExpiringAccounts.h"
-#include "shell/StatusLog.h"
+#include "services/StatusLog.h"
 
 #include <QCoreApplication>
 #include <QFile>

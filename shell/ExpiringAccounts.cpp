@@ -1,8 +1,8 @@
 #include "shell/ExpiringAccounts.h"
 
 #include "platform/Clock.h"
-#include "shell/AccountSweep.h"
-#include "shell/AppContext.h"
+#include "services/AccountSweep.h"
+#include "services/AppContext.h"
 
 #include <algorithm>
 

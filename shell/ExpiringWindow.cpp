@@ -2,10 +2,10 @@
 
 #include "platform/Clock.h"
 #include "platform/Prompter.h"
-#include "shell/AccountSweep.h"
-#include "shell/AppContext.h"
-#include "shell/AppInfo.h"
-#include "shell/EmbeddedFiles.h"
+#include "services/AccountSweep.h"
+#include "services/AppContext.h"
+#include "services/AppInfo.h"
+#include "services/EmbeddedFiles.h"
 
 #include <QHBoxLayout>
 #include <QHeaderView>

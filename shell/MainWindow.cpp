@@ -15,11 +15,11 @@
 #include "server/ConfigureWindow.h"
 #include "server/LoginTestWindow.h"
 #include "server/ProFtpdWindow.h"
-#include "shell/AppContext.h"
-#include "shell/AppInfo.h"
+#include "services/AppContext.h"
+#include "services/AppInfo.h"
 #include "shell/AppWindows.h"
 #include "shell/ExpiringWindow.h"
-#include "shell/ProgramExit.h"
+#include "services/ProgramExit.h"
 #include "shell/StatusWindow.h"
 
 #include <QCloseEvent>

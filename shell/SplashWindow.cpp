@@ -1,8 +1,8 @@
 #include "shell/SplashWindow.h"
 
 #include "platform/InstanceLock.h"
-#include "shell/AppContext.h"
-#include "shell/ProgramExit.h"
+#include "services/AppContext.h"
+#include "services/ProgramExit.h"
 
 #include <QGuiApplication>
 #include <QPainter>

@@ -1,6 +1,6 @@
 #include "shell/StatusWindow.h"
 
-#include "shell/StatusLog.h"
+#include "services/StatusLog.h"
 
 #include <QDialogButtonBox>
 #include <QFontDatabase>

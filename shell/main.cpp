@@ -9,14 +9,14 @@
 #include "platform/SystemTrayIcon.h"
 #include "platform/TerminationWatcher.h"
 #include "server/ProFtpdSync.h"
-#include "shell/AccountSweep.h"
-#include "shell/AppContext.h"
-#include "shell/AppInfo.h"
+#include "services/AccountSweep.h"
+#include "services/AppContext.h"
+#include "services/AppInfo.h"
 #include "shell/AppWindows.h"
 #include "shell/CommandLine.h"
-#include "shell/ProgramExit.h"
+#include "services/ProgramExit.h"
 #include "shell/ScreenshotMode.h"
-#include "shell/StatusLog.h"
+#include "services/StatusLog.h"
 
 #include <QApplication>
 #include <QIcon>

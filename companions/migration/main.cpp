@@ -6,7 +6,7 @@
 #include "platform/DateForm.h"
 #include "platform/QtPrompter.h"
 #include "platform/SettingsStore.h"
-#include "shell/AppInfo.h"
+#include "services/AppInfo.h"
 
 #include <QApplication>
 #include <QIcon>

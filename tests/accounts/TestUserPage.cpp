@@ -1,7 +1,7 @@
 #include "AccountsFixture.h"
 #include "TestMain.h"
 
-#include "shell/AccountSweep.h"
+#include "services/AccountSweep.h"
 
 #include <QApplication>
 #include <QCoreApplication>

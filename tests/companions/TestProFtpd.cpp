@@ -4,7 +4,7 @@
 
 #include "AuthRules.h"
 #include "server/ProFtpdConfig.h"
-#include "shell/Session.h"
+#include "services/Session.h"
 
 #include <QElapsedTimer>
 #include <QHostAddress>

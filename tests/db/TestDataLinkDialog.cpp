@@ -4,7 +4,7 @@
 #include "db/ConnectionString.h"
 #include "db/DataLinkDialog.h"
 #include "db/Engine.h"
-#include "shell/EmbeddedFiles.h"
+#include "services/EmbeddedFiles.h"
 
 #include <QComboBox>
 #include <QLineEdit>

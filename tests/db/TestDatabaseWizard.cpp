@@ -5,9 +5,9 @@
 #include "db/DatabaseWizardWindow.h"
 #include "db/Schema.h"
 #include "server/ConfigureWindow.h"
-#include "shell/EmbeddedFiles.h"
-#include "shell/Session.h"
-#include "shell/StatusLog.h"
+#include "services/EmbeddedFiles.h"
+#include "services/Session.h"
+#include "services/StatusLog.h"
 
 #include <QAbstractButton>
 #include <QComboBox>

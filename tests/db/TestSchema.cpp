@@ -2,7 +2,7 @@
 
 #include "db/Database.h"
 #include "db/Schema.h"
-#include "shell/EmbeddedFiles.h"
+#include "services/EmbeddedFiles.h"
 
 #include <QFile>
 #include <QProcess>

@@ -2,7 +2,7 @@
 #include "TestMain.h"
 
 #include "maintenance/MigrateWindow.h"
-#include "shell/EmbeddedFiles.h"
+#include "services/EmbeddedFiles.h"
 #include "shell/MainWindow.h"
 
 #include <QAction>

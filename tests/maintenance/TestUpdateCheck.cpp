@@ -5,7 +5,7 @@
 #include "UpdateInstaller.h"
 
 #include "maintenance/UpdateCheck.h"
-#include "shell/EmbeddedFiles.h"
+#include "services/EmbeddedFiles.h"
 
 #include <QDir>
 #include <QFile>

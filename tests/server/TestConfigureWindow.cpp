@@ -6,7 +6,7 @@
 #include "server/ConfigureWindow.h"
 #include "server/IpRulesWindow.h"
 #include "server/ServerIni.h"
-#include "shell/EmbeddedFiles.h"
+#include "services/EmbeddedFiles.h"
 
 #include <QComboBox>
 #include <QDir>

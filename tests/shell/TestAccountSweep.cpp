@@ -4,7 +4,7 @@
 
 #include "db/SqlText.h"
 #include "platform/DateForm.h"
-#include "shell/AccountSweep.h"
+#include "services/AccountSweep.h"
 #include "shell/MainWindow.h"
 
 #include <QTest>

@@ -4,7 +4,7 @@
 #include "TestMain.h"
 
 #include "db/SqlText.h"
-#include "shell/AppInfo.h"
+#include "services/AppInfo.h"
 
 #include <QTest>
 

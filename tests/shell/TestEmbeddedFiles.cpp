@@ -1,6 +1,6 @@
 #include "TestMain.h"
 
-#include "shell/EmbeddedFiles.h"
+#include "services/EmbeddedFiles.h"
 
 #include <QDir>
 #include <QFile>

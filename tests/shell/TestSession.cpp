@@ -4,7 +4,7 @@
 
 #include "platform/QtPrompter.h"
 #include "server/ConfigureWindow.h"
-#include "shell/Session.h"
+#include "services/Session.h"
 
 #include <QApplication>
 #include <QLineEdit>

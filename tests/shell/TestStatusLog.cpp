@@ -2,7 +2,7 @@
 #include "TestDoubles.h"
 
 #include "platform/DateForm.h"
-#include "shell/StatusLog.h"
+#include "services/StatusLog.h"
 #include "shell/StatusWindow.h"
 
 #include <QPlainTextEdit>

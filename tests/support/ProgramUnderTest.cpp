@@ -2,8 +2,8 @@
 
 #include "TestTimers.h"
 
-#include "shell/AccountSweep.h"
-#include "shell/EmbeddedFiles.h"
+#include "services/AccountSweep.h"
+#include "services/EmbeddedFiles.h"
 #include "shell/SplashWindow.h"
 
 #include <QDir>

@@ -4,7 +4,7 @@
 #include "TestEnvironment.h"
 
 #include "db/Schema.h"
-#include "shell/EmbeddedFiles.h"
+#include "services/EmbeddedFiles.h"
 
 void addEngineRows()
 {

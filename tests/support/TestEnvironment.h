@@ -7,8 +7,8 @@
 #include "platform/DateForm.h"
 #include "platform/InstanceLock.h"
 #include "platform/SettingsStore.h"
-#include "shell/AppContext.h"
-#include "shell/StatusLog.h"
+#include "services/AppContext.h"
+#include "services/StatusLog.h"
 
 #include <QString>
 

@@ -1,11 +1,11 @@
-#include "shell/AccountSweep.h"
+#include "services/AccountSweep.h"
 
 #include "db/Schema.h"
 #include "db/SqlText.h"
 #include "platform/Clock.h"
 #include "platform/DateForm.h"
-#include "shell/AppContext.h"
-#include "shell/Session.h"
+#include "services/AppContext.h"
+#include "services/Session.h"
 
 #include <QList>
 #include <QPair>

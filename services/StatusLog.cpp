@@ -1,4 +1,4 @@
-#include "shell/StatusLog.h"
+#include "services/StatusLog.h"
 
 #include "platform/Clock.h"
 #include "platform/DateForm.h"

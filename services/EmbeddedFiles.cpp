@@ -1,4 +1,4 @@
-#include "shell/EmbeddedFiles.h"
+#include "services/EmbeddedFiles.h"
 
 #include <QFile>
 #include <QSaveFile>

@@ -1,10 +1,10 @@
-#include "shell/Session.h"
+#include "services/Session.h"
 
 #include "platform/Prompter.h"
 #include "platform/SettingsStore.h"
-#include "shell/AppContext.h"
-#include "shell/AppInfo.h"
-#include "shell/ProgramExit.h"
+#include "services/AppContext.h"
+#include "services/AppInfo.h"
+#include "services/ProgramExit.h"
 
 Session::Session(AppContext& context)
     : m_ctx(context)

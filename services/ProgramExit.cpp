@@ -1,10 +1,10 @@
-#include "shell/ProgramExit.h"
+#include "services/ProgramExit.h"
 
 #include "platform/ProcessControl.h"
 #include "platform/Prompter.h"
 #include "platform/TrayIcon.h"
-#include "shell/AppContext.h"
-#include "shell/AppInfo.h"
+#include "services/AppContext.h"
+#include "services/AppInfo.h"
 
 bool exitProgram(AppContext& context, ExitMode mode)
 {

@@ -1,6 +1,6 @@
-#include "shell/AppContext.h"
+#include "services/AppContext.h"
 
-#include "shell/StatusLog.h"
+#include "services/StatusLog.h"
 
 AppContext::AppContext(SettingsStore& settings, DateForm& dates, Prompter& prompter, StatusLog& log, const Clock& clock,
                        TrayIcon& tray, ProgramStarter& starter, ProcessControl& process, InstanceLock& instanceLock,
