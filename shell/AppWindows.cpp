@@ -15,7 +15,7 @@
 #include "server/IpRulesWindow.h"
 #include "server/LoginTestWindow.h"
 #include "services/AppContext.h"
-#include "shell/ExpiringWindow.h"
+#include "accounts/ExpiringWindow.h"
 #include "shell/MainWindow.h"
 #include "services/ProgramExit.h"
 #include "shell/SplashWindow.h"

@@ -16,7 +16,7 @@
 #include "services/AccountSweep.h"
 #include "services/AppContext.h"
 #include "services/AppInfo.h"
-#include "shell/ExpiringAccounts.h"
+#include "accounts/ExpiringAccounts.h"
 #include "services/StatusLog.h"
 
 #include <QCoreApplication>

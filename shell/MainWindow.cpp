@@ -18,7 +18,7 @@
 #include "services/AppContext.h"
 #include "services/AppInfo.h"
 #include "shell/AppWindows.h"
-#include "shell/ExpiringWindow.h"
+#include "accounts/ExpiringWindow.h"
 #include "services/ProgramExit.h"
 #include "shell/StatusWindow.h"
 

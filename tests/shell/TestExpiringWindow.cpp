@@ -4,8 +4,8 @@
 #include "db/Database.h"
 #include "db/SqlText.h"
 #include "platform/DateForm.h"
-#include "shell/ExpiringAccounts.h"
-#include "shell/ExpiringWindow.h"
+#include "accounts/ExpiringAccounts.h"
+#include "accounts/ExpiringWindow.h"
 #include "shell/MainWindow.h"
 
 #include <QAction>

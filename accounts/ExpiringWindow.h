@@ -1,6 +1,6 @@
 #pragma once
 
-#include "shell/ExpiringAccounts.h"
+#include "accounts/ExpiringAccounts.h"
 
 #include <QDialog>
 

@@ -1,4 +1,4 @@
-#include "shell/ExpiringAccounts.h"
+#include "accounts/ExpiringAccounts.h"
 
 #include "platform/Clock.h"
 #include "services/AccountSweep.h"

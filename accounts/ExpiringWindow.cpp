@@ -1,4 +1,4 @@
-#include "shell/ExpiringWindow.h"
+#include "accounts/ExpiringWindow.h"
 
 #include "platform/Clock.h"
 #include "platform/Prompter.h"
