@@ -4,7 +4,7 @@
 #include "platform/Prompter.h"
 
 #include "accounts/UserPage.h"
-#include "db/DatabaseWizardWindow.h"
+#include "server/DatabaseWizardWindow.h"
 #include "limits/DiskQuotaWindow.h"
 #include "limits/MiscSetupWindow.h"
 #include "limits/UDRatiosWindow.h"

@@ -2,7 +2,7 @@
 #include "TestMain.h"
 
 #include "db/ConnectionString.h"
-#include "db/DataLinkDialog.h"
+#include "server/DataLinkDialog.h"
 #include "db/Engine.h"
 #include "services/EmbeddedFiles.h"
 

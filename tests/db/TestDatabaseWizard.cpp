@@ -2,7 +2,7 @@
 #include "ProgramUnderTest.h"
 #include "TestMain.h"
 
-#include "db/DatabaseWizardWindow.h"
+#include "server/DatabaseWizardWindow.h"
 #include "db/Schema.h"
 #include "server/ConfigureWindow.h"
 #include "services/EmbeddedFiles.h"

@@ -2,7 +2,7 @@
 #include "TestDatabase.h"
 #include "TestMain.h"
 
-#include "db/DatabaseWizardWindow.h"
+#include "server/DatabaseWizardWindow.h"
 #include "server/ConfigureWindow.h"
 #include "server/IpRulesWindow.h"
 #include "server/ServerIni.h"

@@ -1,7 +1,7 @@
-#include "db/DatabaseWizardWindow.h"
+#include "server/DatabaseWizardWindow.h"
 
 #include "db/ConnectionString.h"
-#include "db/DataLinkDialog.h"
+#include "server/DataLinkDialog.h"
 #include "db/Database.h"
 #include "db/Engine.h"
 #include "db/Schema.h"

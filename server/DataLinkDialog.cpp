@@ -1,4 +1,4 @@
-#include "db/DataLinkDialog.h"
+#include "server/DataLinkDialog.h"
 
 #include "db/Database.h"
 #include "db/Engine.h"
