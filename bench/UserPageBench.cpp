@@ -13,8 +13,8 @@
 
 #include "accounts/UserPage.h"
 #include "services/AccountSweep.h"
-#include "shell/AppWindows.h"
-#include "shell/MainWindow.h"
+#include "app/AppWindows.h"
+#include "app/MainWindow.h"
 
 #include <QApplication>
 #include <QDir>

@@ -5,7 +5,7 @@
 
 #include "accounts/UserPage.h"
 #include "db/SqlText.h"
-#include "shell/MainWindow.h"
+#include "app/MainWindow.h"
 
 #include <QCheckBox>
 #include <QDir>

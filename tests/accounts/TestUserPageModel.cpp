@@ -2,7 +2,7 @@
 #include "TestMain.h"
 
 #include "platform/PathInfo.h"
-#include "shell/AppWindows.h"
+#include "app/AppWindows.h"
 
 #include <QCoreApplication>
 #include <QFileInfo>

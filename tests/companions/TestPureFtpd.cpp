@@ -7,7 +7,7 @@
 #include "IniUsers.h"
 #include "MigrationImporter.h"
 #include "server/ConfigureWindow.h"
-#include "shell/MainWindow.h"
+#include "app/MainWindow.h"
 
 #include <QApplication>
 #include <QCheckBox>

@@ -4,7 +4,7 @@
 #include "TestDatabase.h"
 
 #include "db/SqlText.h"
-#include "shell/MainWindow.h"
+#include "app/MainWindow.h"
 
 #include <QCheckBox>
 #include <QComboBox>

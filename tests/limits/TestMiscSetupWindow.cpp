@@ -3,7 +3,7 @@
 
 #include "limits/MiscSetupWindow.h"
 #include "limits/MonthCalendar.h"
-#include "shell/AppWindows.h"
+#include "app/AppWindows.h"
 
 #include <QCoreApplication>
 #include <QLabel>

@@ -3,7 +3,7 @@
 
 #include "maintenance/MigrateWindow.h"
 #include "services/EmbeddedFiles.h"
-#include "shell/MainWindow.h"
+#include "app/MainWindow.h"
 
 #include <QAction>
 #include <QDir>

@@ -6,7 +6,7 @@
 #include "db/SqlText.h"
 #include "server/IpRuleText.h"
 #include "server/IpRulesWindow.h"
-#include "shell/MainWindow.h"
+#include "app/MainWindow.h"
 
 #include <QLineEdit>
 #include <QListWidget>

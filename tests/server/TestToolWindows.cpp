@@ -7,7 +7,7 @@
 #include "server/LoginTestWindow.h"
 #include "server/ProFtpdSync.h"
 #include "server/ProFtpdWindow.h"
-#include "shell/MainWindow.h"
+#include "app/MainWindow.h"
 
 #include <QAction>
 #include <QDir>

@@ -5,7 +5,7 @@
 #include "db/SqlText.h"
 #include "platform/DateForm.h"
 #include "services/AccountSweep.h"
-#include "shell/MainWindow.h"
+#include "app/MainWindow.h"
 
 #include <QTest>
 

@@ -6,7 +6,7 @@
 #include "platform/DateForm.h"
 #include "accounts/ExpiringAccounts.h"
 #include "accounts/ExpiringWindow.h"
-#include "shell/MainWindow.h"
+#include "app/MainWindow.h"
 
 #include <QAction>
 #include <QFile>

@@ -5,8 +5,8 @@
 #include "maintenance/AboutWindow.h"
 #include "platform/InstanceLock.h"
 #include "platform/SystemTrayIcon.h"
-#include "shell/MainWindow.h"
-#include "shell/StatusWindow.h"
+#include "app/MainWindow.h"
+#include "app/StatusWindow.h"
 
 #include <QAction>
 #include <QApplication>

@@ -3,8 +3,8 @@
 #include "TestTimers.h"
 
 #include "server/ConfigureWindow.h"
-#include "shell/MainWindow.h"
-#include "shell/SplashWindow.h"
+#include "app/MainWindow.h"
+#include "app/SplashWindow.h"
 
 #include <QLineEdit>
 #include <QPlainTextEdit>

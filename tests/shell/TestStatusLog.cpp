@@ -3,7 +3,7 @@
 
 #include "platform/DateForm.h"
 #include "services/StatusLog.h"
-#include "shell/StatusWindow.h"
+#include "app/StatusWindow.h"
 
 #include <QPlainTextEdit>
 #include <QPushButton>

@@ -4,7 +4,7 @@
 
 #include "services/AccountSweep.h"
 #include "services/EmbeddedFiles.h"
-#include "shell/SplashWindow.h"
+#include "app/SplashWindow.h"
 
 #include <QDir>
 

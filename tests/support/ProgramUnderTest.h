@@ -2,7 +2,7 @@
 
 #include "TestEnvironment.h"
 
-#include "shell/AppWindows.h"
+#include "app/AppWindows.h"
 
 // The whole program inside the test process, on a fresh test environment, with
 // the real database work of start-up.

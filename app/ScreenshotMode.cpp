@@ -1,8 +1,8 @@
-#include "shell/ScreenshotMode.h"
+#include "app/ScreenshotMode.h"
 
 #include "platform/ProcessControl.h"
-#include "shell/AppWindows.h"
-#include "shell/MainWindow.h"
+#include "app/AppWindows.h"
+#include "app/MainWindow.h"
 
 #include <QApplication>
 #include <QDir>

@@ -1,4 +1,4 @@
-#include "shell/SplashWindow.h"
+#include "app/SplashWindow.h"
 
 #include "platform/InstanceLock.h"
 #include "services/AppContext.h"

@@ -1,4 +1,4 @@
-#include "shell/AppWindows.h"
+#include "app/AppWindows.h"
 
 #include "platform/ProcessControl.h"
 #include "platform/Prompter.h"
@@ -16,10 +16,10 @@
 #include "server/LoginTestWindow.h"
 #include "services/AppContext.h"
 #include "accounts/ExpiringWindow.h"
-#include "shell/MainWindow.h"
+#include "app/MainWindow.h"
 #include "services/ProgramExit.h"
-#include "shell/SplashWindow.h"
-#include "shell/StatusWindow.h"
+#include "app/SplashWindow.h"
+#include "app/StatusWindow.h"
 
 #include <QGuiApplication>
 #include <QSessionManager>

@@ -1,4 +1,4 @@
-#include "shell/MainWindow.h"
+#include "app/MainWindow.h"
 
 #include "accounts/UserPage.h"
 #include "maintenance/AboutWindow.h"
@@ -17,10 +17,10 @@
 #include "server/ProFtpdWindow.h"
 #include "services/AppContext.h"
 #include "services/AppInfo.h"
-#include "shell/AppWindows.h"
+#include "app/AppWindows.h"
 #include "accounts/ExpiringWindow.h"
 #include "services/ProgramExit.h"
-#include "shell/StatusWindow.h"
+#include "app/StatusWindow.h"
 
 #include <QCloseEvent>
 #include <QCursor>

@@ -12,10 +12,10 @@
 #include "services/AccountSweep.h"
 #include "services/AppContext.h"
 #include "services/AppInfo.h"
-#include "shell/AppWindows.h"
-#include "shell/CommandLine.h"
+#include "app/AppWindows.h"
+#include "app/CommandLine.h"
 #include "services/ProgramExit.h"
-#include "shell/ScreenshotMode.h"
+#include "app/ScreenshotMode.h"
 #include "services/StatusLog.h"
 
 #include <QApplication>

@@ -1,4 +1,4 @@
-#include "shell/StatusWindow.h"
+#include "app/StatusWindow.h"
 
 #include "services/StatusLog.h"
 
