@@ -183,32 +183,3 @@ inline void addEntry(TestDatabase& db, const QString& name, const QString& direc
     db.exec(QStringLiteral("INSERT INTO dir_rights (username, directory, dir_rights, inherit_subdirs) VALUES (%1, %2, %3, %4)")
                 .arg(sqlQuote(name), sqlQuote(directory), sqlQuote(rights), QString::number(inherit)));
 }
-
-// Runs statements on the configured database, as another tool would.
-inline bool runOnConfigured(ProgramUnderTest& program, const QStringList& statements)
-{
-    Database db(program.env.settings.readConnectionString());
-    return db.open() && std::all_of(statements.cbegin(), statements.cend(), [&db](const QString& each) { return db.execute(each); });
-}
-
-// Configures the program on the template database, runs the statements on it and starts it.
-inline bool startOnTemplate(ProgramUnderTest& program, const QStringList& statements = {})
-{
-    program.configure();
-    if (!runOnConfigured(program, statements))
-        return false;
-    program.start();
-    return true;
-}
-
-// The first column of every row of a query on the configured database, as text.
-inline QStringList storedColumn(ProgramUnderTest& program, const QString& sql)
-{
-    Database db(program.env.settings.readConnectionString());
-    if (!db.open())
-        return {db.lastError()};
-    QStringList values;
-    for (Rows rows = db.select(sql); rows.next();)
-        values << rows.textAt(0);
-    return values;
-}

@@ -135,7 +135,7 @@ private slots:
         QCOMPARE(loginFile->text(), QString());
         F::click(dialog, "cmdOK");
         QVERIFY(!dialog->isVisible());
-        QCOMPARE(storedColumn(program, QStringLiteral("select login_msg_file || ',' || max_logins_per_ip || ',' || session_timeout "
+        QCOMPARE(db->column(QStringLiteral("select login_msg_file || ',' || max_logins_per_ip || ',' || session_timeout "
                                                       "|| ',' || DisableOn from users where username='zeros'")),
                  QStringList({"keep.txt,2,-1,"}));
     }
@@ -161,7 +161,10 @@ private slots:
         ProgramUnderTest program;
         QLocale::setDefault(QLocale(locale));
         program.env.clock.setNow(QDateTime(QDate(2027, 5, 3), QTime(10, 0)));
-        QVERIFY(startOnTemplate(program, {accountInsert(QStringLiteral("bob"))}));
+        QString whyNot;
+        const auto db = TestDatabase::create(TestEngine::Sqlite, program.env, &whyNot);
+        QVERIFY2(db && db->exec(accountInsert(QStringLiteral("bob"))), qPrintable(whyNot));
+        program.start();
         AccountsFixture ui(program);
         auto* dialog = static_cast<MiscSetupWindow*>(ui.open("cmdMisc", "frmMiscSetup"));
         QWidget* grid = dialog->findChild<QWidget*>(QStringLiteral("picMonth"));
@@ -188,7 +191,7 @@ private slots:
         QCOMPARE(F::box(dialog, "txtExpDate")->text(), written);
         F::click(dialog, "cmdOK");
         QVERIFY(!dialog->isVisible());
-        QCOMPARE(storedColumn(program, QStringLiteral("select Expires || ',' || DisableOn from users")), QStringList({written + ',' + written}));
+        QCOMPARE(db->column(QStringLiteral("select Expires || ',' || DisableOn from users")), QStringList({written + ',' + written}));
 
         // Enter in the calendar destroys the window without saving; the next use makes it afresh.
         QPointer<QWidget> destroyed = ui.open("cmdMisc", "frmMiscSetup");
@@ -220,13 +223,16 @@ private slots:
         QFETCH(QString, change);
         QFETCH(QString, column);
         ProgramUnderTest program;
-        QVERIFY(startOnTemplate(program, {accountInsert(QStringLiteral("alice"),
-                                                        QStringLiteral("ratio_type, ratio_up, ratio_down, ratio_current_credit, quota_max"),
-                                                        QStringLiteral("'FilesOverall', 1, 1, 1, 1")),
-                                          accountInsert(QStringLiteral("bob"))}));
+        QString whyNot;
+        const auto db = TestDatabase::create(TestEngine::Sqlite, program.env, &whyNot);
+        QVERIFY2(db, qPrintable(whyNot));
+        db->exec(accountInsert(QStringLiteral("alice"), QStringLiteral("ratio_type, ratio_up, ratio_down, ratio_current_credit, quota_max"),
+                               QStringLiteral("'FilesOverall', 1, 1, 1, 1")));
+        db->exec(accountInsert(QStringLiteral("bob")));
+        program.start();
         const auto stored = [&] {
-            return storedColumn(program, QStringLiteral("select username || ',' || coalesce(cast(%1 as varchar(20)), 'null') from users "
-                                                        "order by username").arg(column));
+            return db->column(QStringLiteral("select username || ',' || coalesce(cast(%1 as varchar(20)), 'null') from users order by username")
+                                  .arg(column));
         };
         const QStringList before = stored();
         AccountsFixture ui(program);
@@ -243,10 +249,10 @@ private slots:
         window = ui.open(qPrintable(button), qPrintable(dialog));
         F::click(window, "cmdCancel");
         ui.selectUser(1);
-        QVERIFY(runOnConfigured(program, {QStringLiteral("ALTER TABLE users RENAME COLUMN %1 TO hidden_column").arg(column)}));
+        db->exec(QStringLiteral("ALTER TABLE users RENAME COLUMN %1 TO hidden_column").arg(column));
         ui.prompter().answerMessage(Answer::Ok, QStringLiteral("The database specified may have incorrect tables"));
         window = ui.open(qPrintable(button), qPrintable(dialog));
-        QVERIFY(runOnConfigured(program, {QStringLiteral("ALTER TABLE users RENAME COLUMN hidden_column TO %1").arg(column)}));
+        db->exec(QStringLiteral("ALTER TABLE users RENAME COLUMN hidden_column TO %1").arg(column));
         ui.prompter().answerMessage(Answer::Ok, QStringLiteral("could not be read, so nothing was saved"));
         F::click(window, "cmdOK");
         QCOMPARE(ui.prompter().unusedSteps(), 0);
