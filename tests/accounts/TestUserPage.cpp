@@ -37,22 +37,6 @@ class TestUserPage : public QObject
         ui.click("cmdStore");
         QCOMPARE(ui.prompter().unusedSteps(), 0);
     }
-    // Yes and the new name for the copy dialogue, which entering the user name box starts.
-    static ScriptedPrompter& copyAs(AccountsFixture& ui, const QString& name)
-    {
-        return ui.prompter().answerMessage(Answer::Yes, QStringLiteral("Changing the username will create another")).answerInput(name);
-    }
-    static void enterUserName(AccountsFixture& ui)
-    {
-        AccountsFixture::enter(ui.box("txtUsername"));
-        QCoreApplication::processEvents();
-    }
-    static void fillNewUser(QWidget* dialog, const QString& name, const QString& password)
-    {
-        AccountsFixture::retype(AccountsFixture::box(dialog, "txtNewName"), name);
-        AccountsFixture::retype(AccountsFixture::box(dialog, "txtPassword"), password);
-        AccountsFixture::click(dialog, "cmdOK");
-    }
 
 private slots:
     void init() { QLocale::setDefault(QLocale(QStringLiteral("en_US"))); }
@@ -265,16 +249,18 @@ private slots:
         program.start();
         const QStringList before = entryRows(*db, QStringLiteral("bob"));
         const auto users = [&db] { return db->column(QStringLiteral("select username from users order by username")).join(QLatin1Char(',')); };
-        // The copy dialogue with Yes and the new name (or No or Cancel), and the message that refuses it, if any;
-        // then the page's name box, account and save mode.
-        const auto copy = [&ui](const char* name, const QString& refusal, Answer answer = Answer::Yes) {
-            if (answer != Answer::Yes)
-                ui.prompter().answerMessage(answer);
-            else
-                TestUserPage::copyAs(ui, QString::fromUtf8(name));
+        // Entering the name box starts the copy dialogue: Yes and the new name (or No or Cancel), the message that
+        // refuses the name or the password for the copy, if any; then the page's name box, account and save mode.
+        const auto copy = [&ui](const char* name, const QString& refusal, Answer answer = Answer::Yes, const QString& password = {}) {
+            ui.prompter().answerMessage(answer, QStringLiteral("Changing the username will create another"));
+            if (answer == Answer::Yes)
+                ui.prompter().answerInput(QString::fromUtf8(name));
             if (!refusal.isEmpty())
                 ui.prompter().answerMessage(Answer::Ok, refusal);
-            enterUserName(ui);
+            if (!password.isEmpty())
+                ui.prompter().answerInput(password);
+            AccountsFixture::enter(ui.box("txtUsername"));
+            QCoreApplication::processEvents();
             return ui.box("txtUsername")->text() + QLatin1Char('|') + ui.state().currentUser + QLatin1Char('|')
                 + QString::number(int(ui.state().saveMode));
         };
@@ -298,8 +284,7 @@ private slots:
 
         // A copy: no account without its rows, and the page still holds the pending copy.
         ui.prompter().reset();
-        TestUserPage::copyAs(ui, QStringLiteral("dave")).answerInput(QStringLiteral("pw"));
-        enterUserName(ui);
+        QCOMPARE(copy("dave", {}, Answer::Yes, QStringLiteral("pw")), QStringLiteral("dave|dave|2"));
         QCOMPARE(ui.prompter().records()[1].defaultText, QStringLiteral("bob"));
         save(ui, {DatabaseError});
         QCOMPARE(users(), QStringLiteral("bob,carol"));
@@ -409,7 +394,9 @@ private slots:
             auto* dialog = ui.main().findChild<QWidget*>(QStringLiteral("frmNewName"));
             if (!message.isEmpty())
                 ui.prompter().answerMessage(Answer::Ok, message);
-            fillNewUser(dialog, name, password);
+            AccountsFixture::retype(AccountsFixture::box(dialog, "txtNewName"), name);
+            AccountsFixture::retype(AccountsFixture::box(dialog, "txtPassword"), password);
+            AccountsFixture::click(dialog, "cmdOK");
             return dialog->isVisible();
         };
 
