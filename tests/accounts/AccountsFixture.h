@@ -8,15 +8,18 @@
 #include "app/MainWindow.h"
 
 #include <QCheckBox>
+#include <QComboBox>
 #include <QDir>
 #include <QLabel>
 #include <QLineEdit>
 #include <QListWidget>
 #include <QPlainTextEdit>
 #include <QPushButton>
+#include <QRadioButton>
 #include <QTest>
 
-// Drives the user page of a running program the way an administrator does.
+// Drives the user page of a running program, and the dialogs it opens, the way an
+// administrator does; the limits tests use it too.
 class AccountsFixture
 {
 public:
@@ -38,25 +41,42 @@ public:
     QPlainTextEdit* notes() { return control<QPlainTextEdit>(QStringLiteral("txtNotes")); }
     QListWidget* users() { return control<QListWidget>(QStringLiteral("lstUsers")); }
     QListWidget* entries() { return control<QListWidget>(QStringLiteral("lstAccess")); }
-    QCheckBox* check(const char* name) { return control<QCheckBox>(QLatin1String(name)); }
     QLabel* label(const char* name) { return control<QLabel>(QLatin1String(name)); }
+    bool enabled(const char* name) { return control<QWidget>(QLatin1String(name))->isEnabled(); }
 
-    // Clicks a button once the page's timer has enabled it, as an administrator would wait.
-    void click(const char* buttonName)
+    // Clicks a button or box of the page once the page's timer has enabled it, as an administrator would wait.
+    void click(const char* name)
     {
-        QPushButton* target = control<QPushButton>(QLatin1String(buttonName));
+        auto* target = control<QAbstractButton>(QLatin1String(name));
         if (!QTest::qWaitFor([target] { return target->isEnabled(); }, 2000))
-            QTest::qFail(qPrintable(QStringLiteral("%1 stays disabled").arg(QLatin1String(buttonName))), __FILE__, __LINE__);
-        QTest::mouseClick(target, Qt::LeftButton);
+            QTest::qFail(qPrintable(QStringLiteral("%1 stays disabled").arg(QLatin1String(name))), __FILE__, __LINE__);
+        click(target);
+    }
+    // Clicks a button of a window; a check box or option button on its box, where a
+    // person clicks it (its row may be stretched far wider than its caption).
+    static void click(QWidget* window, const char* name)
+    {
+        if (auto* target = window->findChild<QAbstractButton*>(QLatin1String(name)))
+            click(target);
+        else
+            QTest::qFail(name, __FILE__, __LINE__);
+    }
+    static void click(QAbstractButton* target)
+    {
+        const bool hasBox = qobject_cast<QCheckBox*>(target) || qobject_cast<QRadioButton*>(target);
+        QTest::mouseClick(target, Qt::LeftButton, {}, hasBox ? QPoint(8, target->height() / 2) : target->rect().center());
     }
 
-    // Clicks a rights box once the page's timer has enabled it.
-    void toggle(const char* boxName)
+    // Clicks one of the page's dialog buttons and returns the dialog it showed, once laid out.
+    QWidget* open(const char* button, const char* dialogName)
     {
-        QCheckBox* target = check(boxName);
-        if (!QTest::qWaitFor([target] { return target->isEnabled(); }, 2000))
-            QTest::qFail(qPrintable(QStringLiteral("%1 stays disabled").arg(QLatin1String(boxName))), __FILE__, __LINE__);
-        QTest::mouseClick(target, Qt::LeftButton);
+        click(button);
+        for (QWidget* window : QApplication::topLevelWidgets()) {
+            if (window->objectName() == QLatin1String(dialogName) && window->isVisible() && QTest::qWaitForWindowExposed(window))
+                return window;
+        }
+        QTest::qFail(dialogName, __FILE__, __LINE__);
+        return nullptr;
     }
 
     // Clicks a row of a list, as a mouse would.
@@ -66,7 +86,7 @@ public:
         list->scrollToItem(item);
         QTest::mouseClick(list->viewport(), Qt::LeftButton, {}, list->visualItemRect(item).center());
     }
-
+    void selectUser(int row) { clickRow(users(), row); }
     static QStringList texts(const QListWidget* list)
     {
         QStringList result;
@@ -75,8 +95,8 @@ public:
         return result;
     }
 
-    // Replaces a box's text by typing, then leaves the box.
-    void type(QLineEdit* target, const QString& text)
+    // Replaces a box's text by typing, entering and leaving it as the page sees it.
+    static void type(QLineEdit* target, const QString& text)
     {
         enter(target);
         target->selectAll();
@@ -84,7 +104,11 @@ public:
         QTest::keyClicks(target, text);
         leave(target);
     }
-
+    static void retype(QLineEdit* target, const QString& text)
+    {
+        target->clear();
+        QTest::keyClicks(target, text);
+    }
     static void enter(QWidget* target)
     {
         QFocusEvent in(QEvent::FocusIn, Qt::MouseFocusReason);
@@ -100,14 +124,34 @@ public:
     QString checkedBoxes()
     {
         QString letters;
-        const std::pair<const char*, char> boxes[] = {{"chkRead", 'R'},    {"chkWrite", 'W'}, {"chkAppend", 'A'},
-                                                      {"chkDelete", 'M'},  {"chkExecute", 'E'}, {"chkList", 'L'},
-                                                      {"chkMake", 'C'},    {"chkRemove", 'D'}, {"chkInherit", 'I'}};
+        const std::pair<const char*, char> boxes[] = {{"chkRead", 'R'}, {"chkWrite", 'W'}, {"chkAppend", 'A'}, {"chkDelete", 'M'}, {"chkExecute", 'E'},
+                                                      {"chkList", 'L'}, {"chkMake", 'C'},  {"chkRemove", 'D'}, {"chkInherit", 'I'}};
         for (const auto& [name, letter] : boxes) {
-            if (check(name)->isChecked())
+            if (control<QCheckBox>(QLatin1String(name))->isChecked())
                 letters += QLatin1Char(letter);
         }
         return letters;
+    }
+
+    // A dialog's box or button by name, and what its named controls show: a box's or
+    // label's text, "[x]" or "[ ]" for a check or option button.
+    static QLineEdit* box(QWidget* dialog, const char* name) { return dialog->findChild<QLineEdit*>(QLatin1String(name)); }
+    static QAbstractButton* check(QWidget* dialog, const char* name) { return dialog->findChild<QAbstractButton*>(QLatin1String(name)); }
+    static QStringList values(QWidget* dialog, const QList<const char*>& names)
+    {
+        QStringList shown;
+        for (const char* name : names) {
+            QWidget* control = dialog->findChild<QWidget*>(QLatin1String(name));
+            if (auto* edit = qobject_cast<QLineEdit*>(control))
+                shown << edit->text();
+            else if (auto* text = qobject_cast<QLabel*>(control))
+                shown << text->text();
+            else if (auto* button = qobject_cast<QAbstractButton*>(control))
+                shown << QLatin1String(button->isChecked() ? "[x]" : "[ ]");
+            else
+                shown << QStringLiteral("no control %1").arg(QLatin1String(name));
+        }
+        return shown;
     }
 
     // A folder that exists, for home directories and entries.
@@ -122,55 +166,18 @@ private:
     ProgramUnderTest& m_program;
 };
 
-inline QString accountInsert(const QString& name, const QString& home = QStringLiteral("c:\\ftp"),
-                             const QString& password = QStringLiteral("pw"))
+// The statement that adds an account with the columns every account needs, and any others.
+inline QString accountInsert(const QString& name, const QString& columns = {}, const QString& values = {},
+                             const QString& home = QStringLiteral("c:\\ftp"), const QString& password = QStringLiteral("pw"))
 {
-    return QStringLiteral("INSERT INTO users (username, homedir, password, max_concurrent, max_logins_per_ip, quota_current) "
-                          "VALUES (%1, %2, %3, 1, 1, 0)")
-        .arg(sqlQuote(name), sqlQuote(home), sqlQuote(password));
+    return QStringLiteral("INSERT INTO users (username, homedir, password, max_concurrent, max_logins_per_ip%1) VALUES (%2, %3, %4, 1, 1%5)")
+        .arg(columns.isEmpty() ? QString() : QStringLiteral(", ") + columns, sqlQuote(name), sqlQuote(home), sqlQuote(password),
+             values.isEmpty() ? QString() : QStringLiteral(", ") + values);
 }
-
 inline void addAccount(TestDatabase& db, const QString& name, const QString& home, const QString& password = QStringLiteral("pw"))
 {
-    db.exec(accountInsert(name, home, password));
+    db.exec(accountInsert(name, {}, {}, home, password));
 }
-
-// Runs statements on the configured database.
-inline bool runOnConfigured(ProgramUnderTest& program, const QStringList& statements)
-{
-    Database db(program.env.settings.readConnectionString());
-    if (!db.open())
-        return false;
-    for (const QString& statement : statements) {
-        if (!db.execute(statement))
-            return false;
-    }
-    return true;
-}
-
-// Configures the program on the template database, runs the statements on it and starts it.
-inline bool startOnTemplate(ProgramUnderTest& program, const QStringList& statements = {})
-{
-    program.configure();
-    if (!runOnConfigured(program, statements))
-        return false;
-    program.start();
-    return true;
-}
-
-// The first column of every row of a query on the configured database, as text.
-inline QStringList storedColumn(ProgramUnderTest& program, const QString& sql)
-{
-    Database db(program.env.settings.readConnectionString());
-    if (!db.open())
-        return {db.lastError()};
-    QStringList values;
-    Rows rows = db.select(sql);
-    while (rows.next())
-        values << rows.textAt(0);
-    return values;
-}
-
 inline void addEntry(TestDatabase& db, const QString& name, const QString& directory, const QString& rights, int inherit)
 {
     db.exec(QStringLiteral("INSERT INTO dir_rights (username, directory, dir_rights, inherit_subdirs) VALUES (%1, %2, %3, %4)")

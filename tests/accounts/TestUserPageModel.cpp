@@ -73,9 +73,7 @@ QString rightsOf(const QString& letters)
 // Clicks a button, or a check box or option button on its box.
 void click(QWidget* window, const char* name)
 {
-    auto* target = window->findChild<QAbstractButton*>(QLatin1String(name));
-    const bool hasBox = qobject_cast<QCheckBox*>(target) || qobject_cast<QRadioButton*>(target);
-    QTest::mouseClick(target, Qt::LeftButton, {}, hasBox ? QPoint(8, target->height() / 2) : target->rect().center());
+    AccountsFixture::click(window, name);
 }
 
 class ModelWalk
