@@ -7,6 +7,8 @@
 #include <QTemporaryDir>
 #include <QTest>
 
+using namespace Qt::StringLiterals;
+
 // The installation's one short date form: taken from the locale of the first run,
 // with its year always written in four digits, and applied alike under every locale.
 class TestDateForm : public QObject
@@ -26,21 +28,19 @@ private slots:
         QTest::newRow("en_GB") << "en_GB" << "dd/MM/yyyy" << "07/03/2027";
         QTest::newRow("C") << "C" << "d MMM yyyy" << "7 Mar 2027";
     }
-
     void firstRunTakesTheLocaleWithFourDigitYears()
     {
         QFETCH(QString, locale);
         QFETCH(QString, pattern);
         QTemporaryDir dir;
-        SettingsStore store({}, dir.filePath(QStringLiteral("serv-u.ini")));
+        SettingsStore store({}, dir.filePath(u"serv-u.ini"_s));
         const DateForm first = DateForm::forInstallation(store, QLocale(locale));
         QCOMPARE(first.pattern(), pattern);
         QTEST(first.format(QDate(2027, 3, 7)), "text");
         QCOMPARE(store.getRegSettings(DateForm::SettingName), pattern);
-        // A later run under another locale keeps the stored form.
-        QCOMPARE(DateForm::forInstallation(store, QLocale(QStringLiteral("ja_JP"))).pattern(), pattern);
-        // A stored value that cannot hold a date is replaced like a missing one.
-        store.saveRegSetting(DateForm::SettingName, QStringLiteral("yy"));
+        // A later run under another locale keeps the stored form; a stored one that cannot hold a date is replaced.
+        QCOMPARE(DateForm::forInstallation(store, QLocale(u"ja_JP"_s)).pattern(), pattern);
+        store.saveRegSetting(DateForm::SettingName, u"yy"_s);
         QCOMPARE(DateForm::forInstallation(store, QLocale(locale)).pattern(), pattern);
     }
 
@@ -61,7 +61,6 @@ private slots:
         QTest::newRow("another form") << "dd/MM/yyyy" << "en_US" << "2026-12-01" << QDate() << "";
         QTest::newRow("no date") << "M/d/yyyy" << "en_US" << "soon" << QDate() << "";
     }
-
     void readsAndWritesAlikeUnderEveryLocale()
     {
         QFETCH(QString, pattern);
@@ -75,18 +74,14 @@ private slots:
             QTEST(form.format(date), "written");
     }
 
-    void onlyFormsThatHoldADateAreUsable()
+    void onlyFormsThatHoldADateAreUsableAndTimesAreShort()
     {
         for (const char* usable : {"M/d/yyyy", "yyyy-MM-dd", "d MMM yyyy", "dddd, d MMMM yyyy"})
             QVERIFY2(DateForm::isUsable(QLatin1String(usable)), usable);
         for (const char* unusable : {"", "M/d/yy", "MM/yyyy", "d.M.", "hh:mm"})
             QVERIFY2(!DateForm::isUsable(QLatin1String(unusable)), unusable);
-    }
-
-    void timeUsesTheShortForm()
-    {
-        QCOMPARE(regional::shortTime(QTime(14, 5, 9), QLocale(QStringLiteral("de_DE"))), QStringLiteral("14:05"));
-        QCOMPARE(regional::shortTime(QTime(14, 5, 9), QLocale(QStringLiteral("en_US"))), QStringLiteral("2:05 PM"));
+        QCOMPARE(regional::shortTime(QTime(14, 5, 9), QLocale(u"de_DE"_s)), u"14:05"_s);
+        QCOMPARE(regional::shortTime(QTime(14, 5, 9), QLocale(u"en_US"_s)), u"2:05 PM"_s);
     }
 };
 
