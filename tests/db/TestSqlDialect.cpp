@@ -7,6 +7,8 @@
 #include <QLocale>
 #include <QTest>
 
+using namespace Qt::StringLiterals;
+
 // The quoting helper, the names that go into SQL bare, the reading of stored flags,
 // and the rewriting of the program's SQL for each engine.
 class TestSqlDialect : public QObject
@@ -14,65 +16,36 @@ class TestSqlDialect : public QObject
     Q_OBJECT
 
 private slots:
-    void quotingDoublesSingleQuotesOnly()
+    void literalsQuoteOnlySingleQuotesAndNumbersUseAPoint()
     {
-        QCOMPARE(sqlQuote(QStringLiteral("o'hara")), QStringLiteral("'o''hara'"));
-        QCOMPARE(sqlQuote(QStringLiteral("say \"hi\"")), QStringLiteral("'say \"hi\"'"));
-        QCOMPARE(sqlQuote(QString()), QStringLiteral("''"));
-        QCOMPARE(sqlQuote(QStringLiteral("''")), QStringLiteral("''''''"));
+        QCOMPARE(sqlQuote(u"o'hara"_s), u"'o''hara'"_s);
+        QCOMPARE(sqlQuote(u"say \"hi\""_s), u"'say \"hi\"'"_s);
+        QCOMPARE(sqlQuote(QString()), u"''"_s);
+        QCOMPARE(sqlQuote(u"''"_s), u"''''''"_s);
+        QLocale::setDefault(QLocale(u"de_DE"_s));
+        QCOMPARE(sqlNumber(1.5), u"1.5"_s);
+        QCOMPARE(sqlNumber(1048576.0), u"1048576"_s);
+        QCOMPARE(sqlNumber(qint64(-1)), u"-1"_s);
+        QLocale::setDefault(QLocale::c());
     }
 
-    void bareDatabaseNames_data()
-    {
-        QTest::addColumn<QString>("name");
-        QTest::addColumn<bool>("bare");
-        QTest::newRow("letters and digits") << "VantrelDB2" << true;
-        QTest::newRow("underscores") << "_ftp_accounts" << true;
-        QTest::newRow("63 characters") << QString(63, QLatin1Char('q')) << true;
-        QTest::newRow("64 characters") << QString(64, QLatin1Char('q')) << false;
-        QTest::newRow("leading digit") << "1db" << false;
-        QTest::newRow("statement") << "x;drop_database_master" << false;
-        QTest::newRow("bracket") << "x]" << false;
-        QTest::newRow("quote") << "o'hara" << false;
-        QTest::newRow("dot") << "master.dbo" << false;
-        QTest::newRow("non-ASCII letter") << "bücher" << false;
-        QTest::newRow("line end") << "db\n" << false;
-        QTest::newRow("empty") << "" << false;
-    }
     void bareDatabaseNames()
     {
-        QFETCH(QString, name);
-        QTEST(isBareDatabaseName(name), "bare");
+        for (const QString& name : {u"VantrelDB2"_s, u"_ftp_accounts"_s, QString(63, u'q')})
+            QVERIFY2(isBareDatabaseName(name), qPrintable(name));
+        // Too long, a leading digit, a statement, a bracket, a quote, a dot, a non-ASCII letter, a line end, nothing.
+        for (const QString& name : {QString(64, u'q'), u"1db"_s, u"x;drop_database_master"_s, u"x]"_s, u"o'hara"_s, u"master.dbo"_s,
+                                    u"bücher"_s, u"db\n"_s, QString()})
+            QVERIFY2(!isBareDatabaseName(name), qPrintable(name));
     }
 
-    void storedFlags_data()
-    {
-        QTest::addColumn<QVariant>("value");
-        QTest::addColumn<bool>("set");
-        QTest::newRow("NULL") << QVariant(QMetaType::fromType<int>()) << false;
-        QTest::newRow("0") << QVariant(0) << false;
-        QTest::newRow("0.0 as text") << QVariant(QStringLiteral(" 0.0 ")) << false;
-        QTest::newRow("false") << QVariant(false) << false;
-        QTest::newRow("1") << QVariant(qlonglong(1)) << true;
-        QTest::newRow("2") << QVariant(2) << true;
-        QTest::newRow("-1") << QVariant(-1) << true;
-        QTest::newRow("0.5") << QVariant(0.5) << true;
-        QTest::newRow("'true'") << QVariant(QStringLiteral("true")) << true;
-        QTest::newRow("empty text") << QVariant(QStringLiteral("")) << true;
-    }
+    // Set for any value but NULL and 0.
     void storedFlags()
     {
-        QFETCH(QVariant, value);
-        QTEST(storedFlagIsSet(value), "set");
-    }
-
-    void numbersAlwaysUseAPoint()
-    {
-        QLocale::setDefault(QLocale(QStringLiteral("de_DE")));
-        QCOMPARE(sqlNumber(1.5), QStringLiteral("1.5"));
-        QCOMPARE(sqlNumber(1048576.0), QStringLiteral("1048576"));
-        QCOMPARE(sqlNumber(qint64(-1)), QStringLiteral("-1"));
-        QLocale::setDefault(QLocale::c());
+        for (const QVariant& value : {QVariant(QMetaType::fromType<int>()), QVariant(0), QVariant(u" 0.0 "_s), QVariant(false)})
+            QVERIFY2(!storedFlagIsSet(value), qPrintable(value.toString()));
+        for (const QVariant& value : {QVariant(qlonglong(1)), QVariant(2), QVariant(-1), QVariant(0.5), QVariant(u"true"_s), QVariant(u""_s)})
+            QVERIFY2(storedFlagIsSet(value), qPrintable(value.toString()));
     }
 
     void rewriting_data()
@@ -80,8 +53,7 @@ private slots:
         QTest::addColumn<int>("engine");
         QTest::addColumn<QString>("sql");
         QTest::addColumn<QString>("expected");
-
-        const QString update = QStringLiteral("UPDATE [users] SET [username]='a', [homedir]='c:\\[x]' WHERE [username]='b'");
+        const QString update = u"UPDATE [users] SET [username]='a', [homedir]='c:\\[x]' WHERE [username]='b'"_s;
         QTest::newRow("brackets, postgres") << int(Engine::PostgreSql) << update
                                             << "UPDATE users SET username='a', homedir='c:\\[x]' WHERE username='b'";
         QTest::newRow("brackets, sqlite") << int(Engine::Sqlite) << update << update;
@@ -97,11 +69,9 @@ private slots:
             << "update users set rel_path=1, timeout = 5 where username='users.x='";
         QTest::newRow("access keeps its form") << int(Engine::Access) << "UPDATE users SET users.homedir = LCase( users.homedir)"
                                                << "UPDATE users SET users.homedir = LCase( users.homedir)";
-        QTest::newRow("select untouched")
-            << int(Engine::Sqlite) << "select username from users where users.username='a'"
-            << "select username from users where users.username='a'";
+        QTest::newRow("select untouched") << int(Engine::Sqlite) << "select username from users where users.username='a'"
+                                          << "select username from users where users.username='a'";
     }
-
     void rewriting()
     {
         QFETCH(int, engine);
