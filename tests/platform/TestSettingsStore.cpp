@@ -1,5 +1,7 @@
 #include "TestMain.h"
 
+#include "platform/DateForm.h"
+#include "platform/RegionalDate.h"
 #include "platform/SettingsStore.h"
 
 #include <QDir>
@@ -11,7 +13,9 @@
 using namespace Qt::StringLiterals;
 
 // The settings store over a real INI file: the first-run marker, the value limits,
-// the trace lines and the behaviour of a store that cannot be used.
+// the trace lines and the behaviour of a store that cannot be used; and the
+// installation's one short date form kept in it, taken from the locale of the first
+// run with a four-digit year and applied alike under every locale.
 class TestSettingsStore : public QObject
 {
     Q_OBJECT
@@ -28,6 +32,7 @@ class TestSettingsStore : public QObject
 
 private slots:
     void init() { m_lines.clear(); }
+    void cleanup() { QLocale::setDefault(QLocale::c()); }
 
     void freshStoreFromTheFirstRunOn()
     {
@@ -92,29 +97,26 @@ private slots:
         QTest::addColumn<QString>("servuPath");
         QTest::addColumn<QStringList>("saveLines");
         QTest::addColumn<bool>("lands");
-        QTest::addColumn<QString>("note"); // read after a save that landed
         QByteArray garbage;
         for (int i = 0; i < 4096; ++i)
             garbage.append(static_cast<char>((i * 7919) % 256));
-        QTest::newRow("a folder, whatever the rights") << "folder" << QByteArray() << "" << "" << QStringList{"error: 5"} << false << "";
+        const QByteArray software = "[software]\nOrvane\\serv-u\\";
+        const QStringList created{"file not found, create key", "create key return code: 0"};
+        QTest::newRow("a folder, whatever the rights") << "folder" << QByteArray() << "" << "" << QStringList{"error: 5"} << false;
         QTest::newRow("cannot be created") << "under a file" << QByteArray() << "" << ""
-                                           << QStringList{"file not found, create key", "create key return code: 5"} << false << "";
-        // Nothing can be made beside a file whose name is as long as a name may be, not even by root: the
-        // save's lock and temporary files fail as in a folder that cannot be written, while the file itself can.
-        QTest::newRow("no room beside it") << "long name"
-                                           << QByteArray("[software]\nOrvane\\serv-u\\connectionstring\\Default=\"Provider=SQLite;"
-                                                         "Data Source=a.db\"\nOrvane\\serv-u\\settings\\servu_path=/opt/old/\n")
-                                           << "Provider=SQLite;Data Source=a.db" << "/opt/old/" << QStringList{"No error"} << false << "";
+                                           << QStringList{"file not found, create key", "create key return code: 5"} << false;
+        // Nothing can be made beside a file whose name is as long as a name may be, not even by root: the save's
+        // lock and temporary files fail as in a folder that cannot be written, while the file itself can.
+        QTest::newRow("no room beside it") << "long name" << software + "connectionstring\\Default=\"Provider=SQLite;Data Source=a.db\"\n"
+                                                                        "Orvane\\serv-u\\settings\\servu_path=/opt/old/\n"
+                                           << "Provider=SQLite;Data Source=a.db" << "/opt/old/" << QStringList{"No error"} << false;
         QTest::newRow("unparsable") << "file" << QByteArray("[software\nOrvane\\serv-u\\connectionstring\\Default=abc\n") << "" << ""
-                                    << QStringList{"error: 13"} << false << "";
-        QTest::newRow("binary garbage") << "file" << garbage << "" << "" << QStringList{"file not found, create key", "create key return code: 0"}
-                                        << false << "";
-        QTest::newRow("odd hand edits") << "file"
-                                        << QByteArray("; edited by hand\n=novalue\nthis is = = not\n[software]\n"
-                                                      "Orvane\\serv-u\\settings\\note=kept\n")
-                                        << "" << "" << QStringList{"No error"} << true << "kept";
-        QTest::newRow("hand-edited list value") << "file" << QByteArray("[software]\nOrvane\\serv-u\\settings\\servu_path=/srv/a,b\n") << ""
-                                                << "/srv/a,b" << QStringList{"No error"} << true << "";
+                                    << QStringList{"error: 13"} << false;
+        QTest::newRow("binary garbage") << "file" << garbage << "" << "" << created << false;
+        QTest::newRow("odd hand edits") << "file" << "; edited by hand\n=novalue\nthis is = = not\n" + software + "settings\\note=kept\n" << ""
+                                        << "" << QStringList{"No error"} << true;
+        QTest::newRow("hand-edited list value") << "file" << software + "settings\\servu_path=/srv/a,b\n" << "" << "/srv/a,b"
+                                                << QStringList{"No error"} << true;
     }
     void filesItDidNotWrite()
     {
@@ -144,7 +146,7 @@ private slots:
         if (lands) {
             QCOMPARE(store.readConnectionString(), u"Provider=SQLite;Data Source=b.db"_s);
             QCOMPARE(store.getRegSettings(u"servu_path"_s), u"/opt/new/"_s);
-            QTEST(store.getRegSettings(u"note"_s), "note");
+            QCOMPARE(store.getRegSettings(u"note"_s), bytes.contains("note=kept") ? u"kept"_s : QString());
             return;
         }
         for (const SettingsStore& reader : {store, storeAt(path, SettingsStore::Access::ReadOnly)}) {
@@ -153,6 +155,71 @@ private slots:
         }
         QFile file(path);
         QCOMPARE(file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray(), bytes);
+    }
+
+    void firstRunTakesTheLocaleWithFourDigitYears_data()
+    {
+        QTest::addColumn<QString>("locale");
+        QTest::addColumn<QString>("pattern");
+        QTest::addColumn<QString>("text");
+        QTest::newRow("en_US") << "en_US" << "M/d/yyyy" << "3/7/2027";
+        QTest::newRow("de_DE") << "de_DE" << "dd.MM.yyyy" << "07.03.2027";
+        QTest::newRow("en_GB") << "en_GB" << "dd/MM/yyyy" << "07/03/2027";
+        QTest::newRow("C") << "C" << "d MMM yyyy" << "7 Mar 2027";
+    }
+    void firstRunTakesTheLocaleWithFourDigitYears()
+    {
+        QFETCH(QString, locale);
+        QFETCH(QString, pattern);
+        auto store = storeAt(freshPath());
+        const DateForm first = DateForm::forInstallation(store, QLocale(locale));
+        QCOMPARE(first.pattern(), pattern);
+        QTEST(first.format(QDate(2027, 3, 7)), "text");
+        QCOMPARE(store.getRegSettings(DateForm::SettingName), pattern);
+        // A later run under another locale keeps the stored form; a stored one that cannot hold a date is replaced.
+        QCOMPARE(DateForm::forInstallation(store, QLocale(u"ja_JP"_s)).pattern(), pattern);
+        store.saveRegSetting(DateForm::SettingName, u"yy"_s);
+        QCOMPARE(DateForm::forInstallation(store, QLocale(locale)).pattern(), pattern);
+    }
+
+    void readsAndWritesAlikeUnderEveryLocale_data()
+    {
+        QTest::addColumn<QString>("pattern");
+        QTest::addColumn<QString>("processLocale");
+        QTest::addColumn<QString>("text");
+        QTest::addColumn<QDate>("date"); // invalid: not a date
+        QTest::addColumn<QString>("written");
+        const QDate december(2026, 12, 1);
+        QTest::newRow("en_GB form under en_US") << "dd/MM/yyyy" << "en_US" << "01/12/2026" << december << "01/12/2026";
+        QTest::newRow("en_US form under en_GB") << "M/d/yyyy" << "en_GB" << "12/1/2026" << december << "12/1/2026";
+        QTest::newRow("de_DE form under en_US") << "dd.MM.yyyy" << "en_US" << "01.12.2026" << december << "01.12.2026";
+        QTest::newRow("C form under de_DE") << "d MMM yyyy" << "de_DE" << "1 Dec 2026" << december << "1 Dec 2026";
+        QTest::newRow("two-digit year, this century") << "dd/MM/yyyy" << "en_US" << "01/12/26" << december << "01/12/2026";
+        QTest::newRow("two-digit year, last century") << "dd/MM/yyyy" << "en_US" << "01/12/99" << QDate(1999, 12, 1) << "01/12/1999";
+        QTest::newRow("another form") << "dd/MM/yyyy" << "en_US" << "2026-12-01" << QDate() << "";
+        QTest::newRow("no date") << "M/d/yyyy" << "en_US" << "soon" << QDate() << "";
+    }
+    void readsAndWritesAlikeUnderEveryLocale()
+    {
+        QFETCH(QString, pattern);
+        QFETCH(QString, processLocale);
+        QFETCH(QString, text);
+        QFETCH(QDate, date);
+        QLocale::setDefault(QLocale(processLocale));
+        const DateForm form(pattern);
+        QCOMPARE(form.read(text, QDate(2026, 11, 22)).value_or(QDate()), date);
+        if (date.isValid())
+            QTEST(form.format(date), "written");
+    }
+
+    void onlyFormsThatHoldADateAreUsableAndTimesAreShort()
+    {
+        for (const char* usable : {"M/d/yyyy", "yyyy-MM-dd", "d MMM yyyy", "dddd, d MMMM yyyy"})
+            QVERIFY2(DateForm::isUsable(QLatin1String(usable)), usable);
+        for (const char* unusable : {"", "M/d/yy", "MM/yyyy", "d.M.", "hh:mm"})
+            QVERIFY2(!DateForm::isUsable(QLatin1String(unusable)), unusable);
+        QCOMPARE(regional::shortTime(QTime(14, 5, 9), QLocale(u"de_DE"_s)), u"14:05"_s);
+        QCOMPARE(regional::shortTime(QTime(14, 5, 9), QLocale(u"en_US"_s)), u"2:05 PM"_s);
     }
 };
 
