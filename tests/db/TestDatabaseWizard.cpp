@@ -52,6 +52,16 @@ struct WizardRun
         QVERIFY2(button && button->isVisible() && button->isEnabled(), name);
         button->click();
     }
+    // The page shown, and the names of its visible controls.
+    QString visible()
+    {
+        QStringList names{QString::number(wizard.currentPage()) + u':'};
+        for (const char* name : {"lblPage1", "lblPage2", "lblPage4", "optAccess", "optSQL", "optPostgreSQL", "txtLog", "cmdPage1Next",
+                                 "cmdPage1Cancel", "cmdPage2Next", "cmdPage2Cancel", "cmdFinish", "cmdPage4Next", "cmdPage4Cancel"})
+            if (child<QWidget>(&wizard, name)->isVisible())
+                names << QLatin1String(name);
+        return names.join(u' ');
+    }
     void toCreatePage(const QString& option)
     {
         click(qPrintable(option));
@@ -87,25 +97,15 @@ class TestDatabaseWizard : public QObject
     Q_OBJECT
 
 private slots:
-    void pagesShowTheirOwnControls()
+    // Each page shows its own controls only (the flows below check the others); Access leads the tab order.
+    void firstPage()
     {
         WizardRun run;
         QCOMPARE(run.wizard.objectName(), u"frmDatabaseWizard1"_s);
         QCOMPARE(run.wizard.windowTitle(), u"Database Wizard"_s);
-        QCOMPARE(run.wizard.currentPage(), 1);
         QCOMPARE(run.wizard.logText(), u"Log File\n"_s);
-        const QStringList options{"optAccess", "optSQL", "optPostgreSQL"};
-        for (const auto& [page, visible] : {std::pair{1, options + QStringList{"lblPage1", "cmdPage1Next", "cmdPage1Cancel"}},
-                                            {2, QStringList{"lblPage2", "cmdPage2Next", "cmdPage2Cancel"}}, {3, QStringList{"txtLog", "cmdFinish"}},
-                                            {4, options + QStringList{"lblPage4", "cmdPage4Next", "cmdPage4Cancel"}}}) {
-            run.wizard.showFormFace(page);
-            QCOMPARE(run.wizard.currentPage(), page);
-            for (const char* name : {"lblPage1", "lblPage2", "lblPage4", "optAccess", "optSQL", "optPostgreSQL", "txtLog", "cmdPage1Next",
-                                     "cmdPage1Cancel", "cmdPage2Next", "cmdPage2Cancel", "cmdFinish", "cmdPage4Next", "cmdPage4Cancel"})
-                QVERIFY2(child<QWidget>(&run.wizard, name)->isVisible() == visible.contains(QLatin1String(name)), name);
-        }
+        QCOMPARE(run.visible(), u"1: lblPage1 optAccess optSQL optPostgreSQL cmdPage1Next cmdPage1Cancel"_s);
         QVERIFY(run.program.env.log.contains(u"Hide All Other Pages"_s));
-        // Access leads the tab order.
         QWidget* first = run.wizard.nextInFocusChain();
         while (!(first->focusPolicy() & Qt::TabFocus))
             first = first->nextInFocusChain();
@@ -152,24 +152,16 @@ private slots:
         QCOMPARE(run.prompter().unusedSteps(), 0);
 
         const auto& records = run.prompter().records();
-        if (option == u"optSQL")
-            QCOMPARE(records[0].text, u"What is the name of the SQL Server\r\nyou would like to use.\r\n\r\n"
-                                      "The SQL Server must be on your network and have proper user rights."_s);
         QCOMPARE(records[0].defaultText, option == u"optSQL" ? u"LOCALHOST"_s : u"localhost"_s);
         QCOMPARE(records[1].caption, u"Vantrel"_s);
         QVERIFY(DatabaseWizardWindow::defaultDatabaseNames().contains(records[1].defaultText));
         QVERIFY(proposalTaken || records.last().defaultText == records[1].defaultText);
         QTEST(run.prompter().messages().value(0).text, "message");
-        if (!answers.isEmpty())
-            QCOMPARE(records[2].icon, answers[0] == prompt::Answer::Ok ? prompt::Icon::Exclamation : prompt::Icon::Question);
-        if (answers.value(0) == prompt::Answer::No) {
-            QCOMPARE(records[3].text, u"Since you decided to not retype your database name without dashes or \r\nspaces we have done it for "
-                                      "you.\r\n\r\nThe database will be called \"mydb1\"\r\n\r\nWould you like to use this database name?"_s);
-            QCOMPARE(records[3].buttons, prompt::Buttons::YesNoCancel);
-        }
+        if (answers.value(0) == prompt::Answer::No)
+            QVERIFY(records[3].text.contains(u"The database will be called \"mydb1\""_s) && records[3].buttons == prompt::Buttons::YesNoCancel);
         QCOMPARE(records.last().kind == PromptRecord::Kind::Modal, proposalTaken);
         QCOMPARE(run.wizard.logText(), run.logOf({u"get connnection string"_s}));
-        QCOMPARE(run.wizard.currentPage(), 2);
+        QCOMPARE(run.visible(), u"2: lblPage2 cmdPage2Next cmdPage2Cancel"_s);
         QVERIFY(run.saved().isEmpty());
     }
 
@@ -219,7 +211,7 @@ private slots:
         }
         QCOMPARE(contents(path), template_);
         QCOMPARE(run.savedAndShown(), u"Provider=SQLite;Data Source="_s + path);
-        QCOMPARE(run.wizard.currentPage(), 3);
+        QCOMPARE(run.visible(), u"3: txtLog cmdFinish"_s);
         const QString log = run.logOf({u"create sqlite database"_s, u"save the connection string"_s, u"Finish database creation"_s});
         QCOMPARE(run.wizard.logText(), log);
         QVERIFY(Session(run.program.env.context).open(Session::Feedback::Quiet));
@@ -410,7 +402,7 @@ private slots:
         if (expected.isEmpty()) {
             run.expectMessage(u"Error: No Connection string"_s, u"There was an error creating your connection string.\r\nPlease try again."_s,
                               prompt::Icon::Exclamation);
-            QCOMPARE(run.wizard.currentPage(), 4);
+            QCOMPARE(run.visible(), u"4: lblPage4 optAccess optSQL optPostgreSQL cmdPage4Next cmdPage4Cancel"_s);
             QVERIFY(run.wizard.isVisible());
             QCOMPARE(run.saved(), u"before"_s);
             QCOMPARE(run.wizard.logText().contains(u"get connnection string"_s), option == u"optSQL");

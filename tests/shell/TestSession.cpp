@@ -33,8 +33,9 @@ private slots:
         ProgramUnderTest program;
         QUILLMERE_OPEN_DATABASE(db, program.env);
         QTest::failOnWarning(QRegularExpression(u"still in use"_s));
-        const int before = static_cast<int>(QSqlDatabase::connectionNames().size());
-        program.env.prompter.answerMessage(prompt::Answer::Ok);
+        const qsizetype connections = QSqlDatabase::connectionNames().size();
+        program.env.prompter.answerMessage(prompt::Answer::Ok, u"The database specified may have incorrect tables or be missing.\r\n"
+                                                               "Please check your database and your connection string."_s);
         {
             Session session(program.env.context);
             QVERIFY(session.open());
@@ -44,72 +45,85 @@ private slots:
             QVERIFY2(lastLine.contains(u"database error: "_s) && lastLine.contains(u"no_such_table"_s), qPrintable(lastLine));
             Rows rows = session.select(u"select username from users"_s);
             QVERIFY(rows.isValid());
-            // The rows are still held when the session closes.
-            session.close();
+            session.close(); // while the rows are still held
             QVERIFY(!session.isOpen());
         }
-        QCOMPARE(static_cast<int>(QSqlDatabase::connectionNames().size()), before);
+        QCOMPARE(QSqlDatabase::connectionNames().size(), connections);
         QVERIFY(program.env.log.contains(u"attempt to open database"_s));
-        const auto messages = program.env.prompter.messages();
-        QCOMPARE(messages.size(), 1);
-        QCOMPARE(messages[0].text, u"The database specified may have incorrect tables or be missing.\r\n"
-                                   "Please check your database and your connection string."_s);
-        QCOMPARE(messages[0].icon, prompt::Icon::Exclamation);
-        QCOMPARE(messages[0].caption, u"Vantrel"_s);
+        QCOMPARE(program.env.prompter.records().size(), 1);
+        QCOMPARE(program.env.prompter.records()[0].icon, prompt::Icon::Exclamation);
 
         // Each operation reads the stored string anew; a quiet open that fails shows nothing and ends nothing.
-        program.env.prompter.reset();
         program.env.settings.saveConnectionString(Unreachable);
         QVERIFY(!Session(program.env.context).open(Session::Feedback::Quiet));
-        QVERIFY(program.env.prompter.records().isEmpty());
+        QCOMPARE(program.env.prompter.records().size(), 1);
         QVERIFY(!program.env.process.hasEnded());
         program.env.settings.saveConnectionString(db->connectionString());
         QVERIFY(Session(program.env.context).open(Session::Feedback::Quiet));
     }
 
-    void givingUpEndsWithTheCriticalMessage_data()
+    // No ends the program with the critical message; Yes shows the configuration window with the
+    // tag "CDB", where Cancel ends it too and a commit lets the next operation work.
+    void connectionErrorDialog_data()
     {
-        QTest::addColumn<bool>("repair");
-        QTest::newRow("No") << false;
-        QTest::newRow("Yes, then Cancel in the configuration window") << true;
+        QTest::addColumn<QString>("answer");
+        QTest::newRow("No") << "No";
+        QTest::newRow("Yes, then Cancel") << "cmdCancel";
+        QTest::newRow("Yes, then a commit") << "cmdCommitChanges";
     }
-    void givingUpEndsWithTheCriticalMessage()
+    void connectionErrorDialog()
     {
-        QFETCH(bool, repair);
+        QFETCH(QString, answer);
         ProgramUnderTest program;
+        program.configure();
+        const QString working = program.env.settings.readConnectionString();
+        QVERIFY(QFile(program.env.path(u"servu/ServUDaemon.ini"_s)).open(QIODevice::WriteOnly));
         program.env.tray.add(TrayPicture::Blue, u"Quillmere"_s);
         program.env.settings.saveConnectionString(Unreachable);
         QString tagWhileShown;
         bool timerOn = false;
-        program.env.prompter.answerMessage(repair ? prompt::Answer::Yes : prompt::Answer::No);
-        if (repair)
+        program.env.prompter.answerMessage(answer == u"No" ? prompt::Answer::No : prompt::Answer::Yes,
+                                           u"Would you like to verify your connection string settings now?"_s);
+        if (answer != u"No")
             program.env.prompter.onModal(u"frmConfigure"_s, [&](QWidget* window) {
                 tagWhileShown = static_cast<ConfigureWindow*>(window)->tag();
                 timerOn = static_cast<ConfigureWindow*>(window)->isCommitTimerActive();
-                QTest::mouseClick(window->findChild<QPushButton*>(u"cmdCancel"_s), Qt::LeftButton);
+                window->findChild<QPlainTextEdit*>(u"txtConnectionString"_s)->setPlainText(working);
+                if (answer == u"cmdCommitChanges") {
+                    window->findChild<QLineEdit*>(u"txtServuPath"_s)->setText(program.env.path(u"servu"_s));
+                    window->findChild<QLineEdit*>(u"txtFTPdirectory"_s)->setText(program.env.path(u"ftp"_s));
+                    program.env.prompter.answerMessage(prompt::Answer::Ok, u"You must restart the Serv-U server"_s);
+                }
+                QTest::mouseClick(window->findChild<QPushButton*>(answer), Qt::LeftButton);
             });
-        program.env.prompter.answerMessage(prompt::Answer::Ok, u"We could not connect to the database specified."_s);
+        if (answer != u"cmdCommitChanges")
+            program.env.prompter.answerMessage(prompt::Answer::Ok, u"We could not connect to the database specified."_s);
+        // The operation that asked is abandoned either way.
         QVERIFY(!Session(program.env.context).open());
         QCOMPARE(program.env.prompter.unusedSteps(), 0);
 
-        const auto messages = program.env.prompter.messages();
-        QCOMPARE(messages[0].caption, u"Vantrel"_s);
-        QCOMPARE(messages[0].icon, prompt::Icon::Exclamation);
-        QCOMPARE(messages[0].buttons, prompt::Buttons::YesNo);
-        QCOMPARE(messages[0].text,
-                 u"There was an error connecting to the database. The list below contains possible cause:\r\n\r\n"
-                 "    \u00B7 Connection string has an incorrect path\r\n    \u00B7 The database is locked\r\n"
-                 "    \u00B7 You do not have rights\r\n    \u00B7 The connection might be slow\r\n\r\n"
-                 "Would you like to verify your connection string settings now?\r\n"_s);
-        QCOMPARE(messages[1].caption, u"Quillmere CRITICAL ERROR"_s);
-        QCOMPARE(messages[1].icon, prompt::Icon::Critical);
-        QCOMPARE(tagWhileShown, repair ? u"CDB"_s : QString());
-        QCOMPARE(timerOn, repair);
+        const PromptRecord question = program.env.prompter.messages().value(0);
+        QCOMPARE(question.caption, u"Vantrel"_s);
+        QCOMPARE(question.icon, prompt::Icon::Exclamation);
+        QCOMPARE(question.buttons, prompt::Buttons::YesNo);
+        QVERIFY(question.text.startsWith(u"There was an error connecting to the database. The list below contains possible cause:\r\n\r\n"
+                                         "    \u00B7 Connection string has an incorrect path\r\n"_s));
+        QCOMPARE(tagWhileShown, answer == u"No" ? QString() : u"CDB"_s);
+        QCOMPARE(timerOn, answer != u"No");
+        if (answer == u"cmdCommitChanges") {
+            QCOMPARE(program.windows.configure().tag(), QString());
+            QVERIFY(!program.env.process.hasEnded());
+            QVERIFY(Session(program.env.context).open());
+            return;
+        }
+        QCOMPARE(program.env.prompter.messages().constLast().caption, u"Quillmere CRITICAL ERROR"_s);
+        QCOMPARE(program.env.prompter.messages().constLast().icon, prompt::Icon::Critical);
         QCOMPARE(program.env.tray.current(), TrayPicture::Red);
         QVERIFY(!program.env.tray.isAdded());
         QCOMPARE(program.env.process.exitCodes(), QList<int>({0}));
     }
 
+    // The real message box: Escape and its close box do not give up; the box stays for an answer.
     void escapeAndTheCloseBoxDoNotGiveUp_data()
     {
         QTest::addColumn<bool>("escape");
@@ -126,9 +140,8 @@ private slots:
         QtPrompter realBoxes;
         AppContext context(env.settings, env.dates, realBoxes, env.log, env.clock, env.tray, env.starter, env.process, env.instanceLock,
                            env.keys, env.programDir());
-
-        // The administrator tries to get rid of the box, then looks again: if it is
-        // still there, answers Yes; any other box is closed.
+        // The administrator tries to get rid of the box, then looks again: if it is still there,
+        // answers Yes; any other box is closed.
         QPointer<QMessageBox> box;
         bool stayed = false;
         QTimer administrator;
@@ -139,11 +152,7 @@ private slots:
                 return;
             if (!box) {
                 box = shown;
-                if (escape)
-                    QTest::keyClick(box->focusWidget() ? box->focusWidget() : box.data(), Qt::Key_Escape);
-                else
-                    box->close();
-                return;
+                return escape ? QTest::keyClick(box->focusWidget() ? box->focusWidget() : box.data(), Qt::Key_Escape) : void(box->close());
             }
             stayed = shown == box && box->isVisible();
             if (stayed)
@@ -157,30 +166,6 @@ private slots:
         QVERIFY(stayed);
         QVERIFY(!env.process.hasEnded());
         QCOMPARE(env.tray.current(), TrayPicture::Blue);
-    }
-
-    void repairThenCommitLetsTheNextOperationSucceed()
-    {
-        ProgramUnderTest program;
-        program.configure();
-        const QString working = program.env.settings.readConnectionString();
-        const QString servu = program.env.path(u"servu"_s);
-        QVERIFY(QFile(servu + u"/ServUDaemon.ini"_s).open(QIODevice::WriteOnly));
-        program.env.settings.saveConnectionString(Unreachable);
-        program.env.prompter.answerMessage(prompt::Answer::Yes, u"There was an error connecting"_s)
-            .onModal(u"frmConfigure"_s, [&](QWidget* window) {
-                window->findChild<QLineEdit*>(u"txtServuPath"_s)->setText(servu);
-                window->findChild<QLineEdit*>(u"txtFTPdirectory"_s)->setText(program.env.path(u"ftp"_s));
-                window->findChild<QPlainTextEdit*>(u"txtConnectionString"_s)->setPlainText(working);
-                program.env.prompter.answerMessage(prompt::Answer::Ok, u"You must restart the Serv-U server"_s);
-                QTest::mouseClick(window->findChild<QPushButton*>(u"cmdCommitChanges"_s), Qt::LeftButton);
-            });
-        // The operation that asked is abandoned; the next one works with what was committed.
-        QVERIFY(!Session(program.env.context).open());
-        QCOMPARE(program.env.prompter.unusedSteps(), 0);
-        QCOMPARE(program.windows.configure().tag(), QString());
-        QVERIFY(!program.env.process.hasEnded());
-        QVERIFY(Session(program.env.context).open());
     }
 };
 
