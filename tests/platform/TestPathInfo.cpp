@@ -68,14 +68,6 @@ private slots:
         QTEST(set.join(u' '), "facts");
         QCOMPARE(storedPathCase(path), stored.replace(u"%1"_s, m_dir.path()));
     }
-
-    void networkFileSystems()
-    {
-        for (const char* type : {"nfs4", "CIFS", "fuse.sshfs"})
-            QVERIFY2(isNetworkFileSystemType(QLatin1String(type)), type);
-        for (const char* type : {"ext4", "tmpfs"})
-            QVERIFY2(!isNetworkFileSystemType(QLatin1String(type)), type);
-    }
 };
 
 QUILLMERE_TEST(TestPathInfo)

@@ -76,17 +76,6 @@ private slots:
         QCOMPARE(store.readConnectionString(), QString(1023, u'c'));
     }
 
-    void environmentNamesTheStore()
-    {
-        const QByteArray before = qgetenv("QUILLMERE_SETTINGS");
-        qputenv("QUILLMERE_SETTINGS", "/somewhere/else.ini");
-        QCOMPARE(SettingsStore::defaultFilePath(), u"/somewhere/else.ini"_s);
-        qunsetenv("QUILLMERE_SETTINGS");
-        QCOMPARE(SettingsStore::defaultFilePath(), u"/etc/xdg/Orvane/serv-u.ini"_s);
-        if (!before.isEmpty())
-            qputenv("QUILLMERE_SETTINGS", before);
-    }
-
     // Files the store did not write: what it reads from them, what a save logs, and
     // that a save that cannot land fails and spoils no later read.
     void filesItDidNotWrite_data()

@@ -38,13 +38,6 @@ class TestMainWindow : public QObject
             return QTest::mouseClick(button, Qt::LeftButton);
         action(control)->trigger();
     }
-    static QStringList names(const QList<QAction*>& actions)
-    {
-        QStringList names;
-        for (const QAction* item : actions)
-            names << (item->menu() ? item->menu()->objectName() : item->objectName());
-        return names;
-    }
 
 private slots:
     void init()
@@ -180,20 +173,6 @@ private slots:
         action(u"icon_cancel1"_s)->trigger();
         iconMenu->hide();
         QVERIFY(main().isVisible());
-    }
-
-    void menusInMenuBarOrder()
-    {
-        QCOMPARE(names(main().menuBar()->actions()), QStringList({"mnuFile", "edit1", "tools1", "mnuHelp"}));
-        QStringList captions;
-        for (const QAction* menu : main().menuBar()->actions())
-            captions << menu->text().remove(u'&');
-        QCOMPARE(captions, QStringList({"File", "Edit", "Tools", "Help"}));
-        QCOMPARE(names(main().findChild<QMenu*>(u"mnuHelp"_s)->actions()),
-                 QStringList({"mnuItemHelp", "mnuhyphen", "ShowLog", "checkUpdates", "help_web", "mnudashhelp2", "mnuItemAbout"}));
-        QVERIFY(!action(u"edit1_undo"_s)->isEnabled());
-        QVERIFY(!action(u"ShowLog"_s)->isVisible());
-        QCOMPARE(main().windowTitle(), u"Quillmere"_s);
     }
 
     // Timer1 removes only the leftover updater; the sweep runs again every 1440 minutes and deletes what has expired by then.

@@ -172,20 +172,6 @@ private slots:
         QCOMPARE(first.exitCode(), 0);
         QVERIFY(!QFile::exists(dir.filePath(u"Vantrel.lock"_s)));
     }
-
-    void randomGeneratorIsSeededFromTheClock()
-    {
-        QList<quint32> firstDraws;
-        for (const int second : {0, 0, 1}) {
-            ProgramUnderTest program;
-            program.configure();
-            program.env.clock.setNow(QDateTime(QDate(2026, 5, 1), QTime(10, 0, second)));
-            program.start();
-            firstDraws << program.env.context.random.generate();
-        }
-        QCOMPARE(firstDraws[1], firstDraws[0]);
-        QVERIFY(firstDraws[2] != firstDraws[0]);
-    }
 };
 
 QUILLMERE_TEST(TestStartup)
