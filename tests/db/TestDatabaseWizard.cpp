@@ -97,21 +97,6 @@ class TestDatabaseWizard : public QObject
     Q_OBJECT
 
 private slots:
-    // Each page shows its own controls only (the flows below check the others); Access leads the tab order.
-    void firstPage()
-    {
-        WizardRun run;
-        QCOMPARE(run.wizard.objectName(), u"frmDatabaseWizard1"_s);
-        QCOMPARE(run.wizard.windowTitle(), u"Database Wizard"_s);
-        QCOMPARE(run.wizard.logText(), u"Log File\n"_s);
-        QCOMPARE(run.visible(), u"1: lblPage1 optAccess optSQL optPostgreSQL cmdPage1Next cmdPage1Cancel"_s);
-        QVERIFY(run.program.env.log.contains(u"Hide All Other Pages"_s));
-        QWidget* first = run.wizard.nextInFocusChain();
-        while (!(first->focusPolicy() & Qt::TabFocus))
-            first = first->nextInFocusChain();
-        QCOMPARE(first->objectName(), u"optAccess"_s);
-    }
-
     // The server and name dialogue up to where it stops: no server is reached and nothing is saved.
     void nameDialogueThatStops_data()
     {
@@ -189,8 +174,17 @@ private slots:
         const QByteArray template_ = contents(embedded::resourcePath(embedded::TemplateDatabase));
         QVERIFY(template_.startsWith("SQLite format 3"));
         const QString path = name.isEmpty() ? QString() : run.program.env.path(name);
+        // Each page shows its own controls only; Access leads the tab order.
+        QCOMPARE(run.wizard.objectName(), u"frmDatabaseWizard1"_s);
+        QCOMPARE(run.wizard.logText(), u"Log File\n"_s);
+        QCOMPARE(run.visible(), u"1: lblPage1 optAccess optSQL optPostgreSQL cmdPage1Next cmdPage1Cancel"_s);
+        QWidget* first = run.wizard.nextInFocusChain();
+        while (!(first->focusPolicy() & Qt::TabFocus))
+            first = first->nextInFocusChain();
+        QCOMPARE(first, child(&run.wizard, "optAccess"));
         QCOMPARE(child(&run.wizard, "optAccess")->text(), u"SQLite"_s);
         run.toCreatePage(u"optAccess"_s);
+        QVERIFY(run.program.env.log.contains(u"Hide All Other Pages"_s));
         QCOMPARE(child<QLabel>(&run.wizard, "lblSubheading")->text(), u"A new SQLite database file."_s);
         // The picker's answer comes back trimmed and without NULs.
         run.prompter().answerFile(path.isEmpty() ? path : path + QChar(0) + u"  "_s);

@@ -91,6 +91,10 @@ private slots:
             QVERIFY2(row.isNull(QLatin1String(null)), null);
         QCOMPARE(row.text(u"rid"_s), u"1"_s);
 
+        // Whole numbers that come back as doubles read as digits; a query that fails gives no rows and says why.
+        Rows number = db.select(u"select 1048576.0 as whole, 1.5 as half"_s);
+        QVERIFY(number.next() && number.text(u"whole"_s) == u"1048576" && number.text(u"half"_s) == u"1.5");
+        QVERIFY(!db.select(u"select x from missing_table"_s).isValid() && !db.lastError().isEmpty());
         // A rollback journal, not WAL.
         Rows mode = db.select(u"PRAGMA journal_mode"_s);
         QVERIFY(mode.next());
