@@ -381,8 +381,9 @@ private slots:
                 QCOMPARE(child<QComboBox>(dataLink, "cboProvider")->currentText(), database.isEmpty() ? u"Microsoft SQL Server"_s : u"PostgreSQL"_s);
                 if (database.isEmpty())
                     return child(dataLink, "cmdCancel")->click();
-                for (const auto& [name, text] : {std::pair{"txtServer", u"127.0.0.1"_s}, {"txtPort", QString::number(PostgresCluster::shared()->port())},
-                                                 {"txtUserName", u"postgres"_s}, {"txtDatabase", database}})
+                const QString port = QString::number(PostgresCluster::shared()->port());
+                for (const auto& [name, text] : {std::pair{"txtServer", u"127.0.0.1"_s}, {"txtPort", port}, {"txtUserName", u"postgres"_s},
+                                                 {"txtDatabase", database}})
                     child<QLineEdit>(dataLink, name)->setText(text);
                 run.prompter().answerMessage(prompt::Answer::Ok, u"Test connection succeeded."_s);
                 child(dataLink, "cmdTest")->click();

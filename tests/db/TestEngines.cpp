@@ -62,7 +62,8 @@ private slots:
         const int unknown = int(Engine::Unknown);
         QTest::newRow("sqloledb") << "Provider=SQLOLEDB.1;Persist Security Info=False;User ID=sa;Password=a;b;Initial Catalog=ftp;"
                                      "Data Source=db1,1444"
-                                  << sqlServer << "QODBC" << true << "SERVER=db1;PORT=1444;TDS_Version=7.4;ClientCharset=UTF-8;DATABASE=ftp;UID=sa;PWD=a;";
+                                  << sqlServer << "QODBC" << true
+                                  << "SERVER=db1;PORT=1444;TDS_Version=7.4;ClientCharset=UTF-8;DATABASE=ftp;UID=sa;PWD=a;";
         QTest::newRow("sqlncli") << "Provider=SQLNCLI11;Data Source=db1\\SQLEXPRESS;User ID=sa;Password=x" << sqlServer << "QODBC" << true
                                  << "SERVER=db1\\SQLEXPRESS;";
         QTest::newRow("msoledbsql") << "Provider=MSOLEDBSQL;Data Source=db1;User ID=sa" << sqlServer << "QODBC" << true << "";
@@ -134,8 +135,8 @@ private slots:
         QTest::addColumn<QString>("sql");
         QTest::addColumn<QString>("expected");
         const int postgres = int(Engine::PostgreSql), sqlite = int(Engine::Sqlite);
-        const QString update = u"UPDATE [users] SET [username]='a', [homedir]='c:\[x]' WHERE [username]='b'"_s;
-        QTest::newRow("brackets, postgres") << postgres << update << "UPDATE users SET username='a', homedir='c:\[x]' WHERE username='b'";
+        const QString update = u"UPDATE [users] SET [username]='a', [homedir]='c:\\[x]' WHERE [username]='b'"_s;
+        QTest::newRow("brackets, postgres") << postgres << update << "UPDATE users SET username='a', homedir='c:\\[x]' WHERE username='b'";
         QTest::newRow("brackets, sqlite") << sqlite << update << update;
         QTest::newRow("brackets, sql server") << int(Engine::SqlServer) << update << update;
         QTest::newRow("literal with quote and brackets")
@@ -143,9 +144,11 @@ private slots:
             << "insert into blocked_ips_by_user (ip, username) values ('1.2.3.4', 'it''s [me]')";
         QTest::newRow("qualified set target, sqlite") << sqlite << "UPDATE users SET users.homedir = Lower(users.homedir) WHERE users.username='x'"
                                                       << "UPDATE users SET homedir = Lower(users.homedir) WHERE users.username='x'";
-        QTest::newRow("qualified set targets, postgres") << postgres << "update [users] set [users].[rel_path]=1, users.timeout = 5 where username='users.x='"
-                                                         << "update users set rel_path=1, timeout = 5 where username='users.x='";
-        const QString lcase = u"UPDATE users SET users.homedir = LCase( users.homedir)"_s, select = u"select username from users where users.username='a'"_s;
+        QTest::newRow("qualified set targets, postgres")
+            << postgres << "update [users] set [users].[rel_path]=1, users.timeout = 5 where username='users.x='"
+            << "update users set rel_path=1, timeout = 5 where username='users.x='";
+        const QString lcase = u"UPDATE users SET users.homedir = LCase( users.homedir)"_s;
+        const QString select = u"select username from users where users.username='a'"_s;
         QTest::newRow("access keeps its form") << int(Engine::Access) << lcase << lcase;
         QTest::newRow("select untouched") << sqlite << select << select;
     }

@@ -29,16 +29,19 @@ private slots:
 
         const QStringList statements = schema::sqlServerCreateStatements();
         QCOMPARE(statements.size(), 8);
-        QCOMPARE(statements[0], u"CREATE TABLE [dbo].[blocked_ips] (   [ip] [nvarchar] (15)  NOT NULL ,   [comments] [nvarchar] (256)  NULL ) ON [PRIMARY]"_s);
+        QCOMPARE(statements[0],
+                 u"CREATE TABLE [dbo].[blocked_ips] (   [ip] [nvarchar] (15)  NOT NULL ,   [comments] [nvarchar] (256)  NULL ) ON [PRIMARY]"_s);
         QCOMPARE(statements[7], u"CREATE TABLE [dbo].[blocked_ips_by_user] (   [username] [nvarchar] (50) NOT NULL ,"
                                 "   [ip] [nvarchar] (15) NOT NULL ,   [comments] [nvarchar] (256) NULL ) ON [PRIMARY]"_s);
         const QString users = statements[6];
-        QVERIFY(users.startsWith(u"CREATE TABLE [dbo].[users] (   [username] [nvarchar] (50)  NOT NULL ,   [homedir] [nvarchar] (512)  NOT NULL ,"_s));
+        QVERIFY(users.startsWith(u"CREATE TABLE [dbo].[users] (   [username] [nvarchar] (50)  NOT NULL ,"
+                                 "   [homedir] [nvarchar] (512)  NOT NULL ,"_s));
         for (const char* column : {"   [hide_hidden_files] [int] NULL ,", "   [ratio_current_credit] [float] NULL ,",
                                    "   [quota_max] [numeric] NULL ,   [quota_current] [numeric] NULL ,",
                                    "   [max_concurrent] [int] NOT NULL ,   [max_logins_per_ip] [int] NOT NULL ,"})
             QVERIFY2(users.contains(QLatin1String(column)), column);
-        QVERIFY(users.endsWith(u"   [comments] [nvarchar] (256)  NULL,    [Expires] [varchar] (50) NULL ,   [DisableOn] [varchar] (50) NULL) ON [PRIMARY]"_s));
+        QVERIFY(users.endsWith(u"   [comments] [nvarchar] (256)  NULL,    [Expires] [varchar] (50) NULL ,"
+                               "   [DisableOn] [varchar] (50) NULL) ON [PRIMARY]"_s));
     }
 
     // The build tool, run twice, gives the bytes the program carries, with the Access template's column properties.
