@@ -68,12 +68,12 @@ private slots:
         const auto stored = [&program](const char* text) -> std::optional<QString> {
             if (!text)
                 return std::nullopt;
-            const QString spec = QString::fromLatin1(text);
-            const QDate date = QDate::fromString(spec.mid(spec.startsWith(u"yy:") ? 3 : 0), Qt::ISODate);
+            const QString given = QString::fromLatin1(text);
+            const QDate date = QDate::fromString(given.mid(given.startsWith(u"yy:") ? 3 : 0), Qt::ISODate);
             if (!date.isValid())
-                return spec;
-            return spec.startsWith(u"yy:") ? DateForm(program.env.dates.pattern().replace(u"yyyy"_s, u"yy"_s)).format(date)
-                                           : program.env.dates.format(date);
+                return given;
+            return given.startsWith(u"yy:") ? DateForm(program.env.dates.pattern().replace(u"yyyy"_s, u"yy"_s)).format(date)
+                                            : program.env.dates.format(date);
         };
         struct Account { const char* name; const char* expires; const char* disableOn; int rows; bool disabled; };
         const Account accounts[] = {
