@@ -12,6 +12,8 @@
 #include <QRadioButton>
 #include <QTest>
 
+using namespace Qt::StringLiterals;
+
 Q_DECLARE_METATYPE(DataLinkDialog::Kind)
 
 // The connection dialog: the string each engine's fields give, quoting that the
@@ -21,18 +23,15 @@ class TestDataLinkDialog : public QObject
 {
     Q_OBJECT
 
-    template <typename T> static T* field(QWidget* dialog, const char* name)
+    template <typename T = QWidget> static T* field(QWidget* dialog, const char* name)
     {
         T* found = dialog->findChild<T*>(QLatin1String(name));
         if (!found)
             qFatal("no control %s", name);
         return found;
     }
-
-    static void fill(QWidget* dialog, const char* name, const QString& text)
-    {
-        field<QLineEdit>(dialog, name)->setText(text);
-    }
+    static void fill(QWidget* dialog, const char* name, const QString& text) { field<QLineEdit>(dialog, name)->setText(text); }
+    static void click(QWidget* dialog, const char* name) { field<QPushButton>(dialog, name)->click(); }
 
 private slots:
     // Fields: server, port, user name, password, database, file.
@@ -61,8 +60,7 @@ private slots:
         QTest::newRow("access") << K::AccessFile << false << QStringList{"", "", "", "", "", "/srv/servu.mdb"}
                                 << "Provider=Microsoft.Jet.OLEDB.4.0;Data Source=/srv/servu.mdb;Persist Security Info=False";
         QTest::newRow("quoted values") << K::PostgreSql << false << QStringList{"host", "", "o'neil", "a;b\"c", "db", ""}
-                                       << "Provider=PostgreSQL;Data Source=host;Initial Catalog=db;User ID=\"o'neil\";"
-                                          "Password=\"a;b\"\"c\";";
+                                       << "Provider=PostgreSQL;Data Source=host;Initial Catalog=db;User ID=\"o'neil\";Password=\"a;b\"\"c\";";
     }
     void buildsTheStringOfEachEngine()
     {
@@ -74,18 +72,18 @@ private slots:
         DataLinkDialog dialog(env.context);
         dialog.setKind(kind);
         field<QRadioButton>(&dialog, integrated ? "optIntegrated" : "optUserPassword")->setChecked(true);
-        const char* names[] = {"txtServer", "txtPort", "txtUserName", "txtPassword", "txtDatabase", "txtFile"};
-        for (int i = 0; i < 6; ++i)
-            fill(&dialog, names[i], fields[i]);
+        int i = 0;
+        for (const char* name : {"txtServer", "txtPort", "txtUserName", "txtPassword", "txtDatabase", "txtFile"})
+            fill(&dialog, name, fields[i++]);
         QCOMPARE(dialog.connectionString(), expected);
 
         // OK gives the same string; the reader takes every value back unchanged.
-        env.prompter.onModal(QStringLiteral("frmDataLink"), [](QWidget* shown) { field<QPushButton>(shown, "cmdOK")->click(); });
+        env.prompter.onModal(u"frmDataLink"_s, [](QWidget* shown) { click(shown, "cmdOK"); });
         QCOMPARE(dialog.promptNew(), expected);
         const ConnectionString parts = ConnectionString::parse(expected);
         if (kind == DataLinkDialog::Kind::PostgreSql) {
-            QCOMPARE(parts.value(QStringLiteral("user id")), fields[2]);
-            QCOMPARE(parts.value(QStringLiteral("password")), fields[3]);
+            QCOMPARE(parts.value(u"user id"_s), fields[2]);
+            QCOMPARE(parts.value(u"password"_s), fields[3]);
         }
     }
 
@@ -93,28 +91,28 @@ private slots:
     {
         TestEnvironment env;
         DataLinkDialog dialog(env.context);
-        const auto enabled = [&](const char* name) { return dialog.findChild<QWidget*>(QLatin1String(name))->isEnabled(); };
-        field<QComboBox>(&dialog, "cboProvider")->setCurrentIndex(0);
-        field<QRadioButton>(&dialog, "optIntegrated")->setChecked(true);
-        QVERIFY(enabled("txtServer") && enabled("txtPort") && enabled("txtDatabase"));
-        QVERIFY(!enabled("txtFile") && !enabled("cmdBrowse"));
+        const auto enabled = [&dialog] {
+            QStringList names;
+            for (const char* name : {"optIntegrated", "optUserPassword", "txtServer", "txtPort", "txtUserName", "txtPassword", "txtDatabase",
+                                     "txtFile", "cmdBrowse"})
+                if (field(&dialog, name)->isEnabled())
+                    names << QLatin1String(name);
+            return names.join(u' ');
+        };
         // Integrated security exists on Windows alone; elsewhere the log-on is a user name.
-        QCOMPARE(enabled("optIntegrated"), HasIntegratedSecurity);
-        QCOMPARE(enabled("txtUserName") && enabled("txtPassword"), !HasIntegratedSecurity);
+        const QString server = u"optUserPassword txtServer txtPort txtUserName txtPassword txtDatabase"_s;
+        field<QRadioButton>(&dialog, "optIntegrated")->setChecked(true);
+        QCOMPARE(enabled(), HasIntegratedSecurity ? u"optIntegrated optUserPassword txtServer txtPort txtDatabase"_s : server);
         field<QRadioButton>(&dialog, "optUserPassword")->setChecked(true);
-        QVERIFY(enabled("txtUserName") && enabled("txtPassword"));
-
+        QCOMPARE(enabled(), HasIntegratedSecurity ? u"optIntegrated "_s + server : server);
         // PostgreSQL has no integrated security; choosing it moves the log-on to a user name.
         field<QRadioButton>(&dialog, "optIntegrated")->setChecked(true);
         field<QComboBox>(&dialog, "cboProvider")->setCurrentIndex(1);
-        QVERIFY(!enabled("optIntegrated"));
         QVERIFY(field<QRadioButton>(&dialog, "optUserPassword")->isChecked());
-        QVERIFY(enabled("txtUserName") && enabled("txtServer"));
-
+        QCOMPARE(enabled(), server);
         for (int fileKind : {2, 3}) {
             field<QComboBox>(&dialog, "cboProvider")->setCurrentIndex(fileKind);
-            QVERIFY(enabled("txtFile") && enabled("cmdBrowse"));
-            QVERIFY(!enabled("txtServer") && !enabled("txtPort") && !enabled("txtUserName") && !enabled("txtDatabase"));
+            QCOMPARE(enabled(), u"txtFile cmdBrowse"_s);
         }
     }
 
@@ -122,36 +120,35 @@ private slots:
     {
         TestEnvironment env;
         DataLinkDialog dialog(env.context);
-        const QString file = env.path(QStringLiteral("accounts.db"));
+        const QString file = env.path(u"accounts.db"_s);
         QVERIFY(embedded::writeEmbeddedFile(embedded::TemplateDatabase, file));
-        env.prompter.onModal(QStringLiteral("frmDataLink"), [&](QWidget* shown) {
+        env.prompter.onModal(u"frmDataLink"_s, [&](QWidget* shown) {
             field<QComboBox>(shown, "cboProvider")->setCurrentIndex(2);
             // OK without a file is refused, and the dialog stays open.
-            env.prompter.answerMessage(prompt::Answer::Ok, QStringLiteral("Please select the database file."));
-            field<QPushButton>(shown, "cmdOK")->click();
+            env.prompter.answerMessage(prompt::Answer::Ok, u"Please select the database file."_s);
+            click(shown, "cmdOK");
             QVERIFY(shown->isVisible());
-            env.prompter.answerFile(file);
-            field<QPushButton>(shown, "cmdBrowse")->click();
-            env.prompter.answerMessage(prompt::Answer::Ok, QStringLiteral("Test connection succeeded."));
-            field<QPushButton>(shown, "cmdTest")->click();
-            fill(shown, "txtFile", env.path(QStringLiteral("missing.db")));
-            env.prompter.answerMessage(prompt::Answer::Ok, QStringLiteral("does not exist"));
-            field<QPushButton>(shown, "cmdTest")->click();
+            env.prompter.answerFile(file).answerMessage(prompt::Answer::Ok, u"Test connection succeeded."_s);
+            click(shown, "cmdBrowse");
+            click(shown, "cmdTest");
+            fill(shown, "txtFile", env.path(u"missing.db"_s));
+            env.prompter.answerMessage(prompt::Answer::Ok, u"does not exist"_s);
+            click(shown, "cmdTest");
             fill(shown, "txtFile", file);
-            field<QPushButton>(shown, "cmdOK")->click();
+            click(shown, "cmdOK");
         });
-        QCOMPARE(dialog.promptNew(), QStringLiteral("Provider=SQLite;Data Source=") + file);
+        QCOMPARE(dialog.promptNew(), u"Provider=SQLite;Data Source="_s + file);
         const auto messages = env.prompter.messages();
         QCOMPARE(messages.size(), 3);
         QCOMPARE(messages[1].icon, prompt::Icon::Information);
         QCOMPARE(messages[2].icon, prompt::Icon::Exclamation);
-        QVERIFY(messages[2].text.startsWith(QStringLiteral("Test connection failed:\r\n\r\n")));
-        QCOMPARE(env.prompter.records()[2].caption, QStringLiteral("Select Database File"));
+        QVERIFY(messages[2].text.startsWith(u"Test connection failed:\r\n\r\n"_s));
+        QCOMPARE(env.prompter.records()[2].caption, u"Select Database File"_s);
 
         // Cancel, and Escape, give empty text even with every field filled.
-        env.prompter.onModal(QStringLiteral("frmDataLink"), [](QWidget* shown) { field<QPushButton>(shown, "cmdCancel")->click(); });
+        env.prompter.onModal(u"frmDataLink"_s, [](QWidget* shown) { click(shown, "cmdCancel"); });
         QCOMPARE(dialog.promptNew(), QString());
-        env.prompter.onModal(QStringLiteral("frmDataLink"), [](QWidget* shown) { QTest::keyClick(shown, Qt::Key_Escape); });
+        env.prompter.onModal(u"frmDataLink"_s, [](QWidget* shown) { QTest::keyClick(shown, Qt::Key_Escape); });
         QCOMPARE(dialog.promptNew(), QString());
         QCOMPARE(env.prompter.unusedSteps(), 0);
     }

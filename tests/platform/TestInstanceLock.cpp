@@ -10,45 +10,36 @@
 
 #include <memory>
 
+using namespace Qt::StringLiterals;
+
 class TestInstanceLock : public QObject
 {
     Q_OBJECT
 
 private slots:
-    void secondHolderIsRefusedUntilTheFirstLetsGo()
+    void oneHolderThatShowsItselfWhenAsked_data()
     {
+        QTest::addColumn<QString>("lock");
+        QTest::addColumn<bool>("leftBehind");
+        QTest::newRow("runtime folder not there yet") << "runtime/nested/Vantrel.lock" << false;
+        QTest::newRow("socket file of a run that died") << "Vantrel.lock" << true;
+    }
+    void oneHolderThatShowsItselfWhenAsked()
+    {
+        QFETCH(QString, lock);
         QTemporaryDir dir;
-        const QString path = dir.filePath(QStringLiteral("runtime/nested/Vantrel.lock"));
-        InstanceLock first(path);
-        InstanceLock second(path);
+        InstanceLock first(dir.filePath(lock));
+        InstanceLock second(first.lockFilePath());
+        QCOMPARE(first.socketPath(), dir.filePath(lock.replace(u".lock"_s, u".socket"_s)));
+        QFETCH(bool, leftBehind);
+        if (leftBehind)
+            QVERIFY(QFile(first.socketPath()).open(QIODevice::WriteOnly));
+        QVERIFY(!second.askHolderToShow());
         QVERIFY(first.tryAcquire());
         QVERIFY(first.tryAcquire()); // asking again keeps it
         QVERIFY(!second.tryAcquire());
         QVERIFY(!second.isHeld());
-        first.release();
-        QVERIFY(second.tryAcquire());
-    }
 
-    void holderShowsItselfWhenAsked_data()
-    {
-        QTest::addColumn<bool>("leftBehind");
-        QTest::newRow("fresh runtime folder") << false;
-        QTest::newRow("socket file of a run that died") << true;
-    }
-
-    void holderShowsItselfWhenAsked()
-    {
-        QFETCH(bool, leftBehind);
-        QTemporaryDir dir;
-        InstanceLock first(dir.filePath(QStringLiteral("Vantrel.lock")));
-        InstanceLock second(first.lockFilePath());
-        QCOMPARE(first.socketPath(), dir.filePath(QStringLiteral("Vantrel.socket")));
-        if (leftBehind) {
-            QFile socketFile(first.socketPath());
-            QVERIFY(socketFile.open(QIODevice::WriteOnly));
-        }
-        QVERIFY(!second.askHolderToShow());
-        QVERIFY(first.tryAcquire());
         QSignalSpy asked(&first, &InstanceLock::showRequested);
         bool answered = false;
         std::unique_ptr<QThread> asking(QThread::create([&] { answered = second.askHolderToShow(); }));
@@ -58,11 +49,8 @@ private slots:
         QCOMPARE(asked.count(), 1);
         first.release();
         QVERIFY(!QFile::exists(first.socketPath()));
-    }
-
-    void lockLivesInTheRuntimeFolder()
-    {
-        QVERIFY(InstanceLock::defaultLockFilePath().endsWith(QStringLiteral("/Vantrel.lock")));
+        QVERIFY(second.tryAcquire());
+        QVERIFY(InstanceLock::defaultLockFilePath().endsWith(u"/Vantrel.lock"_s));
     }
 };
 

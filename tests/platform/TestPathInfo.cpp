@@ -7,7 +7,10 @@
 #include <QTemporaryDir>
 #include <QTest>
 
-// The six path facts the folder checks of the configuration window rely on.
+using namespace Qt::StringLiterals;
+
+// The six path facts the folder checks of the configuration window rely on, and the
+// case a path is stored in: only a path beginning with "/" keeps its case.
 class TestPathInfo : public QObject
 {
     Q_OBJECT
@@ -17,97 +20,53 @@ class TestPathInfo : public QObject
 private slots:
     void initTestCase()
     {
-        QVERIFY(QDir().mkpath(m_dir.filePath(QStringLiteral("empty"))));
-        QVERIFY(QDir().mkpath(m_dir.filePath(QStringLiteral("full"))));
-        QFile file(m_dir.filePath(QStringLiteral("full/ServUDaemon.ini")));
-        QVERIFY(file.open(QIODevice::WriteOnly));
+        for (const char* folder : {"empty", "full", "hidden"})
+            QVERIFY(QDir().mkpath(m_dir.filePath(QLatin1String(folder))));
+        for (const char* file : {"full/ServUDaemon.ini", "hidden/.servu"})
+            QVERIFY(QFile(m_dir.filePath(QLatin1String(file))).open(QIODevice::WriteOnly));
     }
 
-    void localFolders()
+    void factsAndStoredCase_data()
     {
-        const PathFacts empty = pathInfo(m_dir.filePath(QStringLiteral("empty")));
-        QVERIFY(empty.isDirectory);
-        QVERIFY(empty.isEmptyDirectory);
-        QVERIFY(!empty.isNetworkPath && !empty.isUnc && !empty.isUrl && !empty.isRoot);
-
-        const PathFacts full = pathInfo(m_dir.filePath(QStringLiteral("full")) + QLatin1Char('/'));
-        QVERIFY(full.isDirectory);
-        QVERIFY(!full.isEmptyDirectory);
-
-        const PathFacts hiddenOnly = [this] {
-            QDir().mkpath(m_dir.filePath(QStringLiteral("hidden")));
-            QFile dotFile(m_dir.filePath(QStringLiteral("hidden/.servu")));
-            dotFile.open(QIODevice::WriteOnly);
-            return pathInfo(m_dir.filePath(QStringLiteral("hidden")));
-        }();
-        QVERIFY2(!hiddenOnly.isEmptyDirectory, "a hidden file makes a folder non-empty");
-    }
-
-    void filesAndMissingPathsAreNoFolders()
-    {
-        QVERIFY(!pathInfo(m_dir.filePath(QStringLiteral("full/ServUDaemon.ini"))).isDirectory);
-        QVERIFY(!pathInfo(m_dir.filePath(QStringLiteral("missing"))).isDirectory);
-        QVERIFY(!pathInfo(QString()).isDirectory);
-    }
-
-    void forms_data()
-    {
+        // "%1" stands for a temporary folder.
         QTest::addColumn<QString>("path");
-        QTest::addColumn<bool>("root");
-        QTest::addColumn<bool>("unc");
-        QTest::addColumn<bool>("url");
-        QTest::addColumn<bool>("network");
-
-        QTest::newRow("system root") << "/" << true << false << false << false;
-        QTest::newRow("drive root") << "C:\\" << true << false << false << false;
-        QTest::newRow("drive folder") << "C:\\Program files\\Serv-U\\" << false << false << false << false;
-        QTest::newRow("unc share") << "\\\\server\\share" << true << true << false << true;
-        QTest::newRow("unc folder") << "\\\\server\\share\\ftp\\" << false << true << false << true;
-        QTest::newRow("slash unc") << "//server/share/ftp" << false << true << false << true;
-        QTest::newRow("http") << "http://example.org/ftp" << false << false << true << false;
-        QTest::newRow("file url") << "file:///srv/ftp" << false << false << true << false;
-        QTest::newRow("bare scheme") << "ftp:" << false << false << true << false;
-        QTest::newRow("relative") << "srv/ftp" << false << false << false << false;
+        QTest::addColumn<QString>("facts");
+        QTest::addColumn<QString>("stored");
+        QTest::newRow("empty folder") << "%1/empty" << "directory empty" << "%1/empty";
+        QTest::newRow("folder with a file") << "%1/full/" << "directory" << "%1/full/";
+        QTest::newRow("folder with a hidden file only") << "%1/hidden" << "directory" << "%1/hidden";
+        QTest::newRow("file") << "%1/full/ServUDaemon.ini" << "" << "%1/full/ServUDaemon.ini";
+        QTest::newRow("missing") << "%1/missing" << "" << "%1/missing";
+        QTest::newRow("no path") << "" << "" << "";
+        QTest::newRow("system root") << "/" << "root directory" << "/";
+        QTest::newRow("posix") << "/srv/ftp/Incoming" << "" << "/srv/ftp/Incoming";
+        QTest::newRow("drive root") << "C:\\" << "root" << "c:\\";
+        QTest::newRow("drive folder") << "C:\\Program Files\\Serv-U\\" << "" << "c:\\program files\\serv-u\\";
+        QTest::newRow("drive, forward slashes") << "D:/Pub" << "" << "d:/pub";
+        QTest::newRow("unc share") << "\\\\Server\\Share" << "root unc network" << "\\\\server\\share";
+        QTest::newRow("unc folder") << "\\\\server\\share\\FTP\\" << "unc network" << "\\\\server\\share\\ftp\\";
+        QTest::newRow("slash unc, stored as posix") << "//Server/Share/ftp" << "unc network" << "//Server/Share/ftp";
+        QTest::newRow("http") << "http://example.org/ftp" << "url" << "http://example.org/ftp";
+        QTest::newRow("file url") << "file:///srv/ftp" << "url" << "file:///srv/ftp";
+        QTest::newRow("bare scheme") << "ftp:" << "url" << "ftp:";
+        QTest::newRow("blank before the slash") << " /Srv" << "" << " /srv";
+        QTest::newRow("relative") << "Srv/Ftp" << "" << "srv/ftp";
     }
-
-    void forms()
+    void factsAndStoredCase()
     {
         QFETCH(QString, path);
+        QFETCH(QString, stored);
+        path.replace(u"%1"_s, m_dir.path());
         const PathFacts facts = pathInfo(path);
-        QTEST(facts.isRoot, "root");
-        QTEST(facts.isUnc, "unc");
-        QTEST(facts.isUrl, "url");
-        QTEST(facts.isNetworkPath, "network");
-    }
-
-    // Only a path beginning with "/" keeps its case; every other form is stored lower-cased.
-    void storedCase_data()
-    {
-        QTest::addColumn<QString>("typed");
-        QTest::addColumn<QString>("stored");
-        QTest::newRow("posix") << "/srv/ftp/Incoming" << "/srv/ftp/Incoming";
-        QTest::newRow("posix, slash unc form") << "//Server/Share" << "//Server/Share";
-        QTest::newRow("drive") << "C:\\FTP\\Users\\Bob" << "c:\\ftp\\users\\bob";
-        QTest::newRow("drive, forward slashes") << "D:/Pub" << "d:/pub";
-        QTest::newRow("unc") << "\\\\Server\\Share\\Bob" << "\\\\server\\share\\bob";
-        QTest::newRow("blank before the slash") << " /Srv" << " /srv";
-        QTest::newRow("relative") << "Ftp/Bob" << "ftp/bob";
-        QTest::newRow("empty") << "" << "";
-    }
-    void storedCase()
-    {
-        QFETCH(QString, typed);
-        QTEST(storedPathCase(typed), "stored");
-    }
-
-    void networkFileSystems()
-    {
-        QVERIFY(isNetworkFileSystemType(QStringLiteral("nfs4")));
-        QVERIFY(isNetworkFileSystemType(QStringLiteral("CIFS")));
-        QVERIFY(isNetworkFileSystemType(QStringLiteral("fuse.sshfs")));
-        QVERIFY(!isNetworkFileSystemType(QStringLiteral("ext4")));
-        QVERIFY(!isNetworkFileSystemType(QStringLiteral("tmpfs")));
-        QVERIFY(!pathInfo(m_dir.path()).isNetworkPath);
+        const std::pair<bool, const char*> named[] = {{facts.isRoot, "root"}, {facts.isDirectory, "directory"},
+                                                      {facts.isEmptyDirectory, "empty"}, {facts.isUnc, "unc"},
+                                                      {facts.isUrl, "url"}, {facts.isNetworkPath, "network"}};
+        QStringList set;
+        for (const auto& [fact, name] : named)
+            if (fact)
+                set << QLatin1String(name);
+        QTEST(set.join(u' '), "facts");
+        QCOMPARE(storedPathCase(path), stored.replace(u"%1"_s, m_dir.path()));
     }
 };
 

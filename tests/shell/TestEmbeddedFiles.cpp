@@ -2,22 +2,17 @@
 
 #include "services/EmbeddedFiles.h"
 
-#include <QDir>
 #include <QFile>
 #include <QTemporaryDir>
 #include <QTest>
+
+using namespace Qt::StringLiterals;
 
 // Writing a carried file to disk byte for byte. The test executable carries one
 // file of its own under number 100.
 class TestEmbeddedFiles : public QObject
 {
     Q_OBJECT
-
-    static QByteArray carried()
-    {
-        QFile resource(embedded::resourcePath(100));
-        return resource.open(QIODevice::ReadOnly) ? resource.readAll() : QByteArray();
-    }
 
     static QByteArray contents(const QString& path)
     {
@@ -26,42 +21,28 @@ class TestEmbeddedFiles : public QObject
     }
 
 private slots:
-    void overALongerFileLeavesExactlyTheNewBytes()
+    void writesExactlyTheCarriedBytesOrNamesTheFile()
     {
         QTemporaryDir dir;
-        const QString target = dir.filePath(QStringLiteral("update.exe"));
+        const QByteArray carried = contents(embedded::resourcePath(100));
+        QVERIFY(!carried.isEmpty());
+        // Over a longer file only the new bytes are left, and a program becomes executable.
+        const QString target = dir.filePath(u"update.exe"_s);
         QFile earlier(target);
-        QVERIFY(earlier.open(QIODevice::WriteOnly));
-        earlier.write(QByteArray(carried().size() * 3 + 100, 'X'));
+        QVERIFY(earlier.open(QIODevice::WriteOnly) && earlier.write(QByteArray(carried.size() * 3 + 100, 'X')) > 0);
         earlier.close();
-
         const auto result = embedded::writeEmbeddedFile(100, target);
         QVERIFY2(result.ok, qPrintable(result.error));
-        QVERIFY(!carried().isEmpty());
-        QCOMPARE(contents(target), carried());
-    }
-
-    void programsBecomeExecutable()
-    {
-        QTemporaryDir dir;
-        const QString target = dir.filePath(QStringLiteral("migration.exe"));
-        QVERIFY(embedded::writeEmbeddedFile(100, target).ok);
+        QCOMPARE(contents(target), carried);
         QVERIFY(QFileInfo(target).isExecutable());
-    }
 
-    void failuresNameTheFile()
-    {
-        QTemporaryDir dir;
-        const QString target = dir.filePath(QStringLiteral("missing-folder/Gatewick.dll"));
-        const auto unwritable = embedded::writeEmbeddedFile(100, target);
-        QVERIFY(!unwritable.ok);
-        QVERIFY2(unwritable.error.contains(target), qPrintable(unwritable.error));
-        QVERIFY(!QFile::exists(target));
-
-        const auto unknown = embedded::writeEmbeddedFile(999, dir.filePath(QStringLiteral("x")));
-        QVERIFY(!unknown.ok);
-        QVERIFY(unknown.error.contains(dir.filePath(QStringLiteral("x"))));
-        QVERIFY(!QFile::exists(dir.filePath(QStringLiteral("x"))));
+        // A folder that is not there, and a number nothing is carried under.
+        for (const auto& [number, path] : {std::pair{100, dir.filePath(u"missing-folder/Gatewick.dll"_s)}, {999, dir.filePath(u"x"_s)}}) {
+            const auto failed = embedded::writeEmbeddedFile(number, path);
+            QVERIFY(!failed.ok);
+            QVERIFY2(failed.error.contains(path), qPrintable(failed.error));
+            QVERIFY(!QFile::exists(path));
+        }
     }
 };
 

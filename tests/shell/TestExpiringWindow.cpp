@@ -3,19 +3,19 @@
 
 #include "db/Database.h"
 #include "db/SqlText.h"
-#include "platform/DateForm.h"
 #include "accounts/ExpiringAccounts.h"
 #include "accounts/ExpiringWindow.h"
 #include "app/MainWindow.h"
 
 #include <QAction>
-#include <QFile>
 #include <QHeaderView>
 #include <QLabel>
 #include <QPushButton>
 #include <QSpinBox>
 #include <QTableWidget>
 #include <QTest>
+
+using namespace Qt::StringLiterals;
 
 // Tools -> Expiring Accounts: which accounts come due, what the sweep will do to
 // each, and the window that lists, sorts and exports them.
@@ -59,7 +59,6 @@ private slots:
         QTest::newRow("no dates") << "" << "" << expiring::MostDays << "" << 0;
         QTest::newRow("no readable date") << "soon" << " " << expiring::MostDays << "" << 0;
     }
-
     void sweepActionOfAnAccount()
     {
         QFETCH(QString, expires);
@@ -70,7 +69,7 @@ private slots:
             const QDate date = QDate::fromString(text, Qt::ISODate);
             return date.isValid() ? std::optional<QDate>(date) : std::nullopt;
         };
-        const auto due = expiring::dueWithin({{QStringLiteral("ann"), expires, disableOn}}, QDate(2026, 11, 22), days, read);
+        const auto due = expiring::dueWithin({{u"ann"_s, expires, disableOn}}, QDate(2026, 11, 22), days, read);
         QCOMPARE(due.isEmpty(), action.isEmpty());
         if (!action.isEmpty()) {
             QCOMPARE(due[0].action, action);
@@ -87,24 +86,22 @@ private slots:
         QVERIFY(db.open());
         const auto day = [&program, today](int fromToday) { return program.env.dates.format(today.addDays(fromToday)); };
         // Three days and twenty days ahead: as texts they sort the other way round in some forms.
-        for (const auto& [name, expires, disableOn] : {std::tuple{"ann", day(3), QString()}, std::tuple{"Bob", QString(), day(1)},
-                                                       std::tuple{"cid", day(20), QString()}, std::tuple{"dan", day(45), QString()},
-                                                       std::tuple{"eve", QString(), QString()}})
-            QVERIFY(db.execute(QStringLiteral("INSERT INTO users (username, homedir, max_concurrent, max_logins_per_ip, Expires, DisableOn) "
-                                              "VALUES (%1, '/srv/ftp', 1, 1, %2, %3)")
-                                   .arg(sqlQuote(QLatin1String(name)), sqlQuote(expires), sqlQuote(disableOn))));
+        for (const auto& [name, expires, disableOn] : {std::tuple{"ann", day(3), QString()}, {"Bob", QString(), day(1)},
+                                                       {"cid", day(20), QString()}, {"dan", day(45), QString()}, {"eve", QString(), QString()}})
+            QVERIFY(db.execute(u"INSERT INTO users (username, homedir, max_concurrent, max_logins_per_ip, Expires, DisableOn) "
+                               "VALUES (%1, '/srv/ftp', 1, 1, %2, %3)"_s.arg(sqlQuote(QLatin1String(name)), sqlQuote(expires), sqlQuote(disableOn))));
 
-        program.windows.main().findChild<QAction*>(QStringLiteral("tools1_expiring"))->trigger();
+        program.windows.main().findChild<QAction*>(u"tools1_expiring"_s)->trigger();
         ExpiringWindow& window = program.windows.expiring();
         QVERIFY(window.isVisible());
-        auto* table = window.findChild<QTableWidget*>(QStringLiteral("tblAccounts"));
+        auto* table = window.findChild<QTableWidget*>(u"tblAccounts"_s);
         QCOMPARE(column(table, ExpiringWindow::NameColumn), QStringList({"Bob", "ann", "cid"}));
         QCOMPARE(column(table, ExpiringWindow::ActionColumn), QStringList({"disable", "delete", "delete"}));
-        QCOMPARE(window.findChild<QLabel*>(QStringLiteral("lblCount"))->text(), QStringLiteral("3 accounts"));
+        QCOMPARE(window.findChild<QLabel*>(u"lblCount"_s)->text(), u"3 accounts"_s);
 
-        auto* days = window.findChild<QSpinBox*>(QStringLiteral("spnDays"));
+        auto* days = window.findChild<QSpinBox*>(u"spnDays"_s);
         days->selectAll();
-        QTest::keyClicks(days, QStringLiteral("45"));
+        QTest::keyClicks(days, u"45"_s);
         QCOMPARE(column(table, ExpiringWindow::DaysLeftColumn), QStringList({"1", "3", "20", "45"}));
         clickHeader(table, ExpiringWindow::NameColumn);
         QCOMPARE(column(table, ExpiringWindow::NameColumn), QStringList({"ann", "Bob", "cid", "dan"}));
@@ -112,19 +109,17 @@ private slots:
         QCOMPARE(column(table, ExpiringWindow::NameColumn), QStringList({"Bob", "ann", "cid", "dan"}));
 
         // The export writes the rows as shown; a file that cannot be written is named and nothing else changes.
-        const QString path = program.env.path(QStringLiteral("due.csv"));
-        program.env.prompter.answerFile(path);
-        QTest::mouseClick(window.findChild<QPushButton*>(QStringLiteral("cmdExport")), Qt::LeftButton);
+        const QString path = program.env.path(u"due.csv"_s), unwritable = program.env.path(u"missing/due.csv"_s);
+        program.env.prompter.answerFile(path).answerFile(unwritable).answerMessage(
+            prompt::Answer::Ok, u"The accounts could not be written to\r\n"_s + unwritable);
+        for (int i = 0; i < 2; ++i)
+            QTest::mouseClick(window.findChild<QPushButton*>(u"cmdExport"_s), Qt::LeftButton);
+        QCOMPARE(program.env.prompter.unusedSteps(), 0);
         QFile file(path);
         QVERIFY(file.open(QIODevice::ReadOnly));
-        QCOMPARE(QString::fromUtf8(file.readAll()), QStringLiteral("User name,Expires,Disable on,Days left,Sweep action\n"
-                                                                   "Bob,,%1,1,disable\nann,%2,,3,delete\ncid,%3,,20,delete\n"
-                                                                   "dan,%4,,45,delete\n")
-                                                        .arg(day(1), day(3), day(20), day(45)));
-        program.env.prompter.answerFile(program.env.path(QStringLiteral("missing/due.csv")))
-            .answerMessage(prompt::Answer::Ok, QStringLiteral("The accounts could not be written to\r\n") + program.env.path(QStringLiteral("missing/due.csv")));
-        QTest::mouseClick(window.findChild<QPushButton*>(QStringLiteral("cmdExport")), Qt::LeftButton);
-        QCOMPARE(program.env.prompter.unusedSteps(), 0);
+        QCOMPARE(QString::fromUtf8(file.readAll()),
+                 u"User name,Expires,Disable on,Days left,Sweep action\nBob,,%1,1,disable\nann,%2,,3,delete\ncid,%3,,20,delete\n"
+                 "dan,%4,,45,delete\n"_s.arg(day(1), day(3), day(20), day(45)));
     }
 };
 

@@ -16,99 +16,132 @@
 #include <QTest>
 #include <QTimer>
 
+using namespace Qt::StringLiterals;
+
 // One session per operation: the open, the connection-error dialog with its
 // repair and give-up paths, quiet opens and statement failures.
 class TestSession : public QObject
 {
     Q_OBJECT
 
-    static const QString& unreachable()
-    {
-        static const QString text = QStringLiteral("Provider=SQLite;Data Source=/nonexistent/accounts.db");
-        return text;
-    }
+    static inline const QString Unreachable = u"Provider=SQLite;Data Source=/nonexistent/accounts.db"_s;
 
 private slots:
-    void opensAndClosesWithoutLeavingConnections_data() { addEngineRows(); }
-    void opensAndClosesWithoutLeavingConnections()
+    void sessionOfOneOperation_data() { addEngineRows(); }
+    void sessionOfOneOperation()
     {
         ProgramUnderTest program;
         QUILLMERE_OPEN_DATABASE(db, program.env);
-        QTest::failOnWarning(QRegularExpression(QStringLiteral("still in use")));
-        const int before = static_cast<int>(QSqlDatabase::connectionNames().size());
+        QTest::failOnWarning(QRegularExpression(u"still in use"_s));
+        const qsizetype connections = QSqlDatabase::connectionNames().size();
+        program.env.prompter.answerMessage(prompt::Answer::Ok, u"The database specified may have incorrect tables or be missing.\r\n"
+                                                               "Please check your database and your connection string."_s);
         {
             Session session(program.env.context);
             QVERIFY(session.open());
-            Rows rows = session.select(QStringLiteral("select username from users"));
+            // A failed statement shows the database message, logs the engine's text, and the session goes on.
+            QVERIFY(!session.execute(u"UPDATE no_such_table SET x=1"_s));
+            const QString lastLine = program.env.log.lines().back();
+            QVERIFY2(lastLine.contains(u"database error: "_s) && lastLine.contains(u"no_such_table"_s), qPrintable(lastLine));
+            Rows rows = session.select(u"select username from users"_s);
             QVERIFY(rows.isValid());
-            // The rows are still held when the session closes.
-            session.close();
+            session.close(); // while the rows are still held
             QVERIFY(!session.isOpen());
         }
-        QCOMPARE(static_cast<int>(QSqlDatabase::connectionNames().size()), before);
-        QVERIFY(program.env.log.contains(QStringLiteral("attempt to open database")));
-        QVERIFY(program.env.prompter.records().isEmpty());
-    }
+        QCOMPARE(QSqlDatabase::connectionNames().size(), connections);
+        QVERIFY(program.env.log.contains(u"attempt to open database"_s));
+        QCOMPARE(program.env.prompter.records().size(), 1);
+        QCOMPARE(program.env.prompter.records()[0].icon, prompt::Icon::Exclamation);
 
-    void quietOpenThatFailsShowsNothing()
-    {
-        ProgramUnderTest program;
-        program.env.settings.saveConnectionString(unreachable());
-        Session session(program.env.context);
-        QVERIFY(!session.open(Session::Feedback::Quiet));
-        QVERIFY(program.env.prompter.records().isEmpty());
+        // Each operation reads the stored string anew; a quiet open that fails shows nothing and ends nothing.
+        program.env.settings.saveConnectionString(Unreachable);
+        QVERIFY(!Session(program.env.context).open(Session::Feedback::Quiet));
+        QCOMPARE(program.env.prompter.records().size(), 1);
         QVERIFY(!program.env.process.hasEnded());
+        program.env.settings.saveConnectionString(db->connectionString());
+        QVERIFY(Session(program.env.context).open(Session::Feedback::Quiet));
     }
 
-    void givingUpEndsWithTheCriticalMessage()
+    // No ends the program with the critical message; Yes shows the configuration window with the
+    // tag "CDB", where Cancel ends it too and a commit lets the next operation work.
+    void connectionErrorDialog_data()
     {
+        QTest::addColumn<QString>("answer");
+        QTest::newRow("No") << "No";
+        QTest::newRow("Yes, then Cancel") << "cmdCancel";
+        QTest::newRow("Yes, then a commit") << "cmdCommitChanges";
+    }
+    void connectionErrorDialog()
+    {
+        QFETCH(QString, answer);
         ProgramUnderTest program;
-        program.env.tray.add(TrayPicture::Blue, QStringLiteral("Quillmere"));
-        program.env.settings.saveConnectionString(unreachable());
-        TrayPicture trayAtCriticalMessage = TrayPicture::None;
-        program.env.prompter.answerMessage(prompt::Answer::No);
-        program.env.prompter.answerMessage(prompt::Answer::Ok);
-        Session session(program.env.context);
-        QVERIFY(!session.open());
-        trayAtCriticalMessage = program.env.tray.current();
+        program.configure();
+        const QString working = program.env.settings.readConnectionString();
+        QVERIFY(QFile(program.env.path(u"servu/ServUDaemon.ini"_s)).open(QIODevice::WriteOnly));
+        program.env.tray.add(TrayPicture::Blue, u"Quillmere"_s);
+        program.env.settings.saveConnectionString(Unreachable);
+        QString tagWhileShown;
+        bool timerOn = false;
+        program.env.prompter.answerMessage(answer == u"No" ? prompt::Answer::No : prompt::Answer::Yes,
+                                           u"Would you like to verify your connection string settings now?"_s);
+        if (answer != u"No")
+            program.env.prompter.onModal(u"frmConfigure"_s, [&](QWidget* window) {
+                tagWhileShown = static_cast<ConfigureWindow*>(window)->tag();
+                timerOn = static_cast<ConfigureWindow*>(window)->isCommitTimerActive();
+                window->findChild<QPlainTextEdit*>(u"txtConnectionString"_s)->setPlainText(working);
+                if (answer == u"cmdCommitChanges") {
+                    window->findChild<QLineEdit*>(u"txtServuPath"_s)->setText(program.env.path(u"servu"_s));
+                    window->findChild<QLineEdit*>(u"txtFTPdirectory"_s)->setText(program.env.path(u"ftp"_s));
+                    program.env.prompter.answerMessage(prompt::Answer::Ok, u"You must restart the Serv-U server"_s);
+                }
+                QTest::mouseClick(window->findChild<QPushButton*>(answer), Qt::LeftButton);
+            });
+        if (answer != u"cmdCommitChanges")
+            program.env.prompter.answerMessage(prompt::Answer::Ok, u"We could not connect to the database specified."_s);
+        // The operation that asked is abandoned either way.
+        QVERIFY(!Session(program.env.context).open());
+        QCOMPARE(program.env.prompter.unusedSteps(), 0);
 
-        const auto messages = program.env.prompter.messages();
-        QCOMPARE(messages.size(), 2);
-        QCOMPARE(messages[0].caption, QStringLiteral("Vantrel"));
-        QCOMPARE(messages[0].icon, prompt::Icon::Exclamation);
-        QCOMPARE(messages[0].buttons, prompt::Buttons::YesNo);
-        QCOMPARE(messages[0].text,
-                 QStringLiteral("There was an error connecting to the database. The list below contains possible cause:\r\n\r\n"
-                                "    \u00B7 Connection string has an incorrect path\r\n    \u00B7 The database is locked\r\n"
-                                "    \u00B7 You do not have rights\r\n    \u00B7 The connection might be slow\r\n\r\n"
-                                "Would you like to verify your connection string settings now?\r\n"));
-        QCOMPARE(messages[1].caption, QStringLiteral("Quillmere CRITICAL ERROR"));
-        QCOMPARE(messages[1].icon, prompt::Icon::Critical);
-        QCOMPARE(trayAtCriticalMessage, TrayPicture::Red);
+        const PromptRecord question = program.env.prompter.messages().value(0);
+        QCOMPARE(question.caption, u"Vantrel"_s);
+        QCOMPARE(question.icon, prompt::Icon::Exclamation);
+        QCOMPARE(question.buttons, prompt::Buttons::YesNo);
+        QVERIFY(question.text.startsWith(u"There was an error connecting to the database. The list below contains possible cause:\r\n\r\n"
+                                         "    \u00B7 Connection string has an incorrect path\r\n"_s));
+        QCOMPARE(tagWhileShown, answer == u"No" ? QString() : u"CDB"_s);
+        QCOMPARE(timerOn, answer != u"No");
+        if (answer == u"cmdCommitChanges") {
+            QCOMPARE(program.windows.configure().tag(), QString());
+            QVERIFY(!program.env.process.hasEnded());
+            QVERIFY(Session(program.env.context).open());
+            return;
+        }
+        QCOMPARE(program.env.prompter.messages().constLast().caption, u"Quillmere CRITICAL ERROR"_s);
+        QCOMPARE(program.env.prompter.messages().constLast().icon, prompt::Icon::Critical);
+        QCOMPARE(program.env.tray.current(), TrayPicture::Red);
         QVERIFY(!program.env.tray.isAdded());
         QCOMPARE(program.env.process.exitCodes(), QList<int>({0}));
     }
 
+    // The real message box: Escape and its close box do not give up; the box stays for an answer.
     void escapeAndTheCloseBoxDoNotGiveUp_data()
     {
         QTest::addColumn<bool>("escape");
         QTest::newRow("Escape") << true;
         QTest::newRow("close box") << false;
     }
-
     void escapeAndTheCloseBoxDoNotGiveUp()
     {
         QFETCH(bool, escape);
         ProgramUnderTest program;
         TestEnvironment& env = program.env;
-        env.tray.add(TrayPicture::Blue, QStringLiteral("Quillmere"));
-        env.settings.saveConnectionString(unreachable());
+        env.tray.add(TrayPicture::Blue, u"Quillmere"_s);
+        env.settings.saveConnectionString(Unreachable);
         QtPrompter realBoxes;
-        AppContext context(env.settings, env.dates, realBoxes, env.log, env.clock, env.tray, env.starter, env.process,
-                           env.instanceLock, env.keys, env.programDir());
-
-        // The administrator tries to get rid of the box, then looks again: if it is
-        // still there, answers Yes; any other box is closed.
+        AppContext context(env.settings, env.dates, realBoxes, env.log, env.clock, env.tray, env.starter, env.process, env.instanceLock,
+                           env.keys, env.programDir());
+        // The administrator tries to get rid of the box, then looks again: if it is still there,
+        // answers Yes; any other box is closed.
         QPointer<QMessageBox> box;
         bool stayed = false;
         QTimer administrator;
@@ -119,11 +152,7 @@ private slots:
                 return;
             if (!box) {
                 box = shown;
-                if (escape)
-                    QTest::keyClick(box->focusWidget() ? box->focusWidget() : box.data(), Qt::Key_Escape);
-                else
-                    box->close();
-                return;
+                return escape ? QTest::keyClick(box->focusWidget() ? box->focusWidget() : box.data(), Qt::Key_Escape) : void(box->close());
             }
             stayed = shown == box && box->isVisible();
             if (stayed)
@@ -137,91 +166,6 @@ private slots:
         QVERIFY(stayed);
         QVERIFY(!env.process.hasEnded());
         QCOMPARE(env.tray.current(), TrayPicture::Blue);
-    }
-
-    void repairThenCancelEndsTheProgram()
-    {
-        ProgramUnderTest program;
-        program.env.tray.add(TrayPicture::Blue, QStringLiteral("Quillmere"));
-        program.env.settings.saveConnectionString(unreachable());
-        QString tagWhileShown;
-        bool timerOn = false;
-        program.env.prompter.answerMessage(prompt::Answer::Yes, QStringLiteral("There was an error connecting"))
-            .onModal(QStringLiteral("frmConfigure"), [&](QWidget* window) {
-                auto* configure = static_cast<ConfigureWindow*>(window);
-                tagWhileShown = configure->tag();
-                timerOn = configure->isCommitTimerActive();
-                QTest::mouseClick(window->findChild<QPushButton*>(QStringLiteral("cmdCancel")), Qt::LeftButton);
-            })
-            .answerMessage(prompt::Answer::Ok, QStringLiteral("We could not connect to the database specified."));
-        Session session(program.env.context);
-        QVERIFY(!session.open());
-        QCOMPARE(tagWhileShown, QStringLiteral("CDB"));
-        QVERIFY(timerOn);
-        QCOMPARE(program.env.prompter.unusedSteps(), 0);
-        QCOMPARE(program.env.process.exitCodes(), QList<int>({0}));
-        QCOMPARE(program.env.tray.current(), TrayPicture::Red);
-        QVERIFY(!program.env.tray.isAdded());
-    }
-
-    void repairThenCommitLetsTheNextOperationSucceed()
-    {
-        ProgramUnderTest program;
-        program.configure();
-        const QString working = program.env.settings.readConnectionString();
-        const QString servu = program.env.path(QStringLiteral("servu"));
-        QFile ini(servu + QStringLiteral("/ServUDaemon.ini"));
-        QVERIFY(ini.open(QIODevice::WriteOnly));
-        ini.close();
-        program.env.settings.saveConnectionString(unreachable());
-        program.env.prompter.answerMessage(prompt::Answer::Yes, QStringLiteral("There was an error connecting"))
-            .onModal(QStringLiteral("frmConfigure"), [&](QWidget* window) {
-                window->findChild<QLineEdit*>(QStringLiteral("txtServuPath"))->setText(servu);
-                window->findChild<QLineEdit*>(QStringLiteral("txtFTPdirectory"))->setText(program.env.path(QStringLiteral("ftp")));
-                window->findChild<QPlainTextEdit*>(QStringLiteral("txtConnectionString"))->setPlainText(working);
-                program.env.prompter.answerMessage(prompt::Answer::Ok, QStringLiteral("You must restart the Serv-U server"));
-                QTest::mouseClick(window->findChild<QPushButton*>(QStringLiteral("cmdCommitChanges")), Qt::LeftButton);
-            });
-        // The operation that asked is abandoned; the next one works with what was committed.
-        QVERIFY(!Session(program.env.context).open());
-        QCOMPARE(program.env.prompter.unusedSteps(), 0);
-        QCOMPARE(program.windows.configure().tag(), QString());
-        QVERIFY(!program.env.process.hasEnded());
-        QVERIFY(Session(program.env.context).open());
-    }
-
-    void failedStatementIsReportedWithTheEngineText_data() { addEngineRows(); }
-    void failedStatementIsReportedWithTheEngineText()
-    {
-        ProgramUnderTest program;
-        QUILLMERE_OPEN_DATABASE(db, program.env);
-        program.env.prompter.answerMessage(prompt::Answer::Ok);
-        Session session(program.env.context);
-        QVERIFY(session.open());
-        QVERIFY(!session.execute(QStringLiteral("UPDATE no_such_table SET x=1")));
-        const auto messages = program.env.prompter.messages();
-        QCOMPARE(messages.size(), 1);
-        QCOMPARE(messages[0].text, QStringLiteral("The database specified may have incorrect tables or be missing.\r\n"
-                                                  "Please check your database and your connection string."));
-        QCOMPARE(messages[0].icon, prompt::Icon::Exclamation);
-        QCOMPARE(messages[0].caption, QStringLiteral("Vantrel"));
-        const QString lastLine = program.env.log.lines().back();
-        QVERIFY2(lastLine.contains(QStringLiteral("database error: ")) && lastLine.contains(QStringLiteral("no_such_table")),
-                 qPrintable(lastLine));
-        // The session stays usable for the next statement.
-        QVERIFY(session.select(QStringLiteral("select username from users")).isValid());
-    }
-
-    void eachOperationReadsTheStoredStringAnew_data() { addEngineRows(); }
-    void eachOperationReadsTheStoredStringAnew()
-    {
-        ProgramUnderTest program;
-        QUILLMERE_OPEN_DATABASE(db, program.env);
-        const QString working = db->connectionString();
-        program.env.settings.saveConnectionString(unreachable());
-        QVERIFY(!Session(program.env.context).open(Session::Feedback::Quiet));
-        program.env.settings.saveConnectionString(working);
-        QVERIFY(Session(program.env.context).open(Session::Feedback::Quiet));
     }
 };
 

@@ -6,14 +6,14 @@
 #include "app/MainWindow.h"
 #include "app/SplashWindow.h"
 
-#include <QLineEdit>
-#include <QPlainTextEdit>
 #include <QProcess>
 #include <QPushButton>
 #include <QSettings>
 #include <QSignalSpy>
 #include <QTemporaryDir>
 #include <QTest>
+
+using namespace Qt::StringLiterals;
 
 // The start of the whole program: splash, single-instance check, first run or
 // stored settings, and the steps of loading the main window in their order.
@@ -25,11 +25,9 @@ class TestStartup : public QObject
     static QStringList messagesFrom(const StatusLog& log, const QString& first)
     {
         QStringList result;
-        bool seen = false;
         for (const QString& line : log.lines()) {
-            const QString message = line.mid(line.indexOf(QStringLiteral(":  ")) + 3);
-            seen = seen || message == first;
-            if (seen)
+            const QString message = line.mid(line.indexOf(u":  "_s) + 3);
+            if (!result.isEmpty() || message == first)
                 result.append(message);
         }
         return result;
@@ -41,26 +39,25 @@ private slots:
         ProgramUnderTest program;
         bool sweptBeforeConfigurationClosed = false;
         program.env.prompter.answerMessage(prompt::Answer::Ok)
-            .onModal(QStringLiteral("frmConfigure"), [&](QWidget* window) {
+            .onModal(u"frmConfigure"_s, [&](QWidget* window) {
                 auto* configure = static_cast<ConfigureWindow*>(window);
                 QVERIFY(configure->isCommitTimerActive());
                 QVERIFY(!configure->servuPath().isEmpty());
                 QCOMPARE(configure->connectionString(), QString());
                 sweptBeforeConfigurationClosed = program.sweeps > 0;
-                QTest::mouseClick(window->findChild<QPushButton*>(QStringLiteral("cmdCancel")), Qt::LeftButton);
+                QTest::mouseClick(window->findChild<QPushButton*>(u"cmdCancel"_s), Qt::LeftButton);
             })
             // Closed without a commit: the sweep finds no database and says so.
-            .answerMessage(prompt::Answer::No, QStringLiteral("There was an error connecting to the database."))
-            .answerMessage(prompt::Answer::Ok, QStringLiteral("We could not connect to the database specified."));
+            .answerMessage(prompt::Answer::No, u"There was an error connecting to the database."_s)
+            .answerMessage(prompt::Answer::Ok, u"We could not connect to the database specified."_s);
         program.start();
 
-        const auto messages = program.env.prompter.messages();
-        QCOMPARE(messages.size(), 3);
-        QCOMPARE(messages[0].caption, QStringLiteral("Vantrel"));
-        QCOMPARE(messages[0].icon, prompt::Icon::Information);
-        QCOMPARE(messages[0].buttons, prompt::Buttons::Ok);
-        QCOMPARE(messages[0].text, QStringLiteral("Welcome to Quillmere.\r\n\r\nIt seems like this is the first time you \r\n"
-                                                  "are running this application.\r\n\r\nClick OK to configure required settings."));
+        const auto welcome = program.env.prompter.messages().value(0);
+        QCOMPARE(welcome.caption, u"Vantrel"_s);
+        QCOMPARE(welcome.icon, prompt::Icon::Information);
+        QCOMPARE(welcome.buttons, prompt::Buttons::Ok);
+        QCOMPARE(welcome.text, u"Welcome to Quillmere.\r\n\r\nIt seems like this is the first time you \r\n"
+                               "are running this application.\r\n\r\nClick OK to configure required settings."_s);
         QCOMPARE(program.env.prompter.unusedSteps(), 0);
 
         // Start-up went on after the window closed, whatever happened in it.
@@ -69,81 +66,62 @@ private slots:
         QCOMPARE(program.env.process.exitCodes(), QList<int>({0}));
         QVERIFY(!program.env.tray.isAdded());
         // The configuration window's load looks for global rules in a quiet session.
-        QCOMPARE(messagesFrom(program.env.log, QStringLiteral("registry")).mid(0, 7),
+        QCOMPARE(messagesFrom(program.env.log, u"registry"_s).mid(0, 7),
                  QStringList({"registry", "On Error Resume Next", "open the registry", "attempt to open database",
-                              "database error: The connection string names no provider.",
-                              "populate data from database into this form", "attempt to open database"}));
+                              "database error: The connection string names no provider.", "populate data from database into this form",
+                              "attempt to open database"}));
         QVERIFY(!program.windows.main().isVisible());
     }
 
-    void configuredStartLoadsAndShowsTheMainWindow()
+    // Stored settings fill the configuration window instead (the main window's own tests start this way).
+    void configuredStart_data()
     {
-        ProgramUnderTest program;
-        program.configure();
-        program.start();
-        MainWindow& main = program.windows.main();
-        QVERIFY(main.isLoaded());
-        QVERIFY(main.isVisible());
-        QCOMPARE(program.env.tray.current(), TrayPicture::Blue);
-        QVERIFY(program.env.tray.isAdded());
-        QVERIFY(program.env.process.exitCodes().isEmpty());
-        QVERIFY(findTimer(&main, QStringLiteral("Timer1"))->isActive());
-        QVERIFY(findTimer(&main, QStringLiteral("tmrTime"))->isActive());
+        QTest::addColumn<bool>("folders");
+        QTest::newRow("stored settings") << true;
+        QTest::newRow("stored key without folders") << false;
     }
-
-    void storedSettingsFillTheConfigurationWindowInstead()
+    void configuredStart()
     {
+        QFETCH(bool, folders);
         ProgramUnderTest program;
         program.configure();
-        const QString stored = program.env.settings.readConnectionString();
+        if (!folders)
+            QSettings(program.env.settingsPath(), QSettings::IniFormat).remove(u"software/Orvane/serv-u/settings"_s);
         program.start();
-
         QVERIFY(program.env.prompter.records().isEmpty());
         ConfigureWindow& configure = program.windows.configure();
-        QVERIFY(!configure.isVisible());
-        QVERIFY(!configure.isCommitTimerActive());
-        QVERIFY(stored.startsWith(QStringLiteral("Provider=SQLite;Data Source=")));
-        QCOMPARE(configure.connectionString(), stored);
-        QCOMPARE(configure.servuPath(), program.env.path(QStringLiteral("servu/")));
-        QCOMPARE(configure.ftpDirectory(), program.env.path(QStringLiteral("ftp/")));
-        const QString read = QStringLiteral("RegSetValueEx hkey, settingName, 0, REG_SZ, settingValue, Len(settingValue)");
-        QCOMPARE(messagesFrom(program.env.log, QStringLiteral("-- configured by the test --")).mid(1, 12),
+        QVERIFY(!configure.isVisible() && !configure.isCommitTimerActive());
+        QCOMPARE(configure.connectionString(), program.env.settings.readConnectionString());
+        QCOMPARE(configure.servuPath(), folders ? program.env.path(u"servu/"_s) : QString());
+        QCOMPARE(configure.ftpDirectory(), folders ? program.env.path(u"ftp/"_s) : QString());
+        const QString read = u"RegSetValueEx hkey, settingName, 0, REG_SZ, settingValue, Len(settingValue)"_s;
+        QCOMPARE(messagesFrom(program.env.log, u"-- configured by the test --"_s).mid(1, 12),
                  QStringList({"registry", "On Error Resume Next", "open the registry", "attempt to open database", "load settings", read, read,
                               " do not Show vbModal", "populate data from database into this form",
                               // the sweep's two sessions, then the lower-casing's
                               "attempt to open database", "attempt to open database", "attempt to open database"}));
-        QCOMPARE(program.sweeps, 1);
-        QVERIFY(program.windows.main().isVisible());
-    }
-
-    void storedKeyWithoutFoldersLeavesTheirBoxesEmpty()
-    {
-        ProgramUnderTest program;
-        program.configure();
-        QSettings(program.env.settingsPath(), QSettings::IniFormat).remove(QStringLiteral("software/Orvane/serv-u/settings"));
-        program.start();
-        QCOMPARE(program.windows.configure().servuPath(), QString());
-        QCOMPARE(program.windows.configure().ftpDirectory(), QString());
+        QVERIFY(program.windows.main().isLoaded() && program.windows.main().isVisible());
+        QVERIFY(program.env.tray.isAdded() && program.env.tray.current() == TrayPicture::Blue);
     }
 
     void splashGivesWayAfterItsTimeOrAClick()
     {
-        ProgramUnderTest program;
-        program.windows.start();
-        SplashWindow& splash = program.windows.splash();
-        QVERIFY(splash.isVisible());
-        QCOMPARE(findTimer(&splash, QStringLiteral("tmrShow"))->interval(), 1500);
-        QCOMPARE(findTimer(&splash, QStringLiteral("tmrCheck"))->interval(), 1501);
-        QVERIFY(fireTimer(&splash, QStringLiteral("tmrShow")));
-        QVERIFY(!splash.isVisible());
-
-        ProgramUnderTest clicked;
-        clicked.windows.start();
-        QTest::mouseClick(&clicked.windows.splash(), Qt::LeftButton);
-        QVERIFY(!clicked.windows.splash().isVisible());
-        QVERIFY(!findTimer(&clicked.windows.splash(), QStringLiteral("tmrShow"))->isActive());
-        // The start-up check still follows.
-        QVERIFY(findTimer(&clicked.windows.splash(), QStringLiteral("tmrCheck"))->isActive());
+        for (const bool click : {false, true}) {
+            ProgramUnderTest program;
+            program.windows.start();
+            SplashWindow& splash = program.windows.splash();
+            QVERIFY(splash.isVisible());
+            QCOMPARE(findTimer(&splash, u"tmrShow"_s)->interval(), 1500);
+            QCOMPARE(findTimer(&splash, u"tmrCheck"_s)->interval(), 1501);
+            if (click)
+                QTest::mouseClick(&splash, Qt::LeftButton);
+            else
+                QVERIFY(fireTimer(&splash, u"tmrShow"_s));
+            QVERIFY(!splash.isVisible());
+            QVERIFY(!click || !findTimer(&splash, u"tmrShow"_s)->isActive());
+            // The start-up check still follows.
+            QVERIFY(findTimer(&splash, u"tmrCheck"_s)->isActive());
+        }
     }
 
     void secondInstanceEndsSilently()
@@ -169,23 +147,19 @@ private slots:
     {
         QTemporaryDir dir;
         QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
-        environment.insert(QStringLiteral("QT_QPA_PLATFORM"), QStringLiteral("offscreen"));
-        environment.insert(QStringLiteral("XDG_RUNTIME_DIR"), dir.path());
-        environment.insert(QStringLiteral("QUILLMERE_SETTINGS"), dir.filePath(QStringLiteral("serv-u.ini")));
+        environment.insert(u"QT_QPA_PLATFORM"_s, u"offscreen"_s);
+        environment.insert(u"XDG_RUNTIME_DIR"_s, dir.path());
+        environment.insert(u"QUILLMERE_SETTINGS"_s, dir.filePath(u"serv-u.ini"_s));
         QFile::setPermissions(dir.path(), QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
-        SettingsStore(nullptr, dir.filePath(QStringLiteral("serv-u.ini")))
-            .saveConnectionString(QStringLiteral("Provider=SQLite;Data Source=") + dir.filePath(QStringLiteral("a.db")));
+        SettingsStore(nullptr, dir.filePath(u"serv-u.ini"_s)).saveConnectionString(u"Provider=SQLite;Data Source="_s + dir.filePath(u"a.db"_s));
 
-        const QString program = QStringLiteral(QUILLMERE_BIN_DIR "/Vantrel");
-        QProcess first;
+        QProcess first, second;
         first.setProcessEnvironment(environment);
-        first.start(program, {});
-        QVERIFY(first.waitForStarted());
-        QTRY_VERIFY_WITH_TIMEOUT(QFile::exists(dir.filePath(QStringLiteral("Vantrel.lock"))), 15000);
-
-        QProcess second;
         second.setProcessEnvironment(environment);
-        second.start(program, {});
+        first.start(QStringLiteral(QUILLMERE_BIN_DIR "/Vantrel"), {});
+        QVERIFY(first.waitForStarted());
+        QTRY_VERIFY_WITH_TIMEOUT(QFile::exists(dir.filePath(u"Vantrel.lock"_s)), 15000);
+        second.start(QStringLiteral(QUILLMERE_BIN_DIR "/Vantrel"), {});
         QVERIFY(second.waitForFinished(30000));
         QCOMPARE(second.exitStatus(), QProcess::NormalExit);
         QCOMPARE(second.exitCode(), 0);
@@ -196,26 +170,7 @@ private slots:
         QVERIFY(first.waitForFinished(30000));
         QCOMPARE(first.exitStatus(), QProcess::NormalExit);
         QCOMPARE(first.exitCode(), 0);
-        QVERIFY(!QFile::exists(dir.filePath(QStringLiteral("Vantrel.lock"))));
-    }
-
-    void randomGeneratorIsSeededFromTheClock()
-    {
-        ProgramUnderTest one;
-        one.configure();
-        one.env.clock.setNow(QDateTime(QDate(2026, 5, 1), QTime(10, 0, 0)));
-        one.start();
-        ProgramUnderTest two;
-        two.configure();
-        two.env.clock.setNow(QDateTime(QDate(2026, 5, 1), QTime(10, 0, 0)));
-        two.start();
-        ProgramUnderTest three;
-        three.configure();
-        three.env.clock.setNow(QDateTime(QDate(2026, 5, 1), QTime(10, 0, 1)));
-        three.start();
-        const quint32 first = one.env.context.random.generate();
-        QCOMPARE(two.env.context.random.generate(), first);
-        QVERIFY(three.env.context.random.generate() != first);
+        QVERIFY(!QFile::exists(dir.filePath(u"Vantrel.lock"_s)));
     }
 };
 
