@@ -148,21 +148,21 @@ int writeProFtpdConfig(ModeRun& run)
 {
     if (run.value.trimmed().isEmpty()) {
         print(stderr, QStringLiteral("--proftpd-config needs the path of the file to write.\n"));
-        return 64;
+        return BadArguments;
     }
     AppContext& context = run.context();
     const QString connection = context.settings.readConnectionString();
     if (connection.trimmed().isEmpty()) {
         print(stderr, QStringLiteral("No accounts database is configured (%1).\n").arg(context.settings.filePath()));
-        return 1;
+        return DatabaseNotOpened;
     }
     QString error;
     if (!proftpd::writeConfiguration(connection, context.settings.getRegSettings(QStringLiteral("ftp_directory")),
                                      run.value, &error)) {
         print(stderr, error + QLatin1Char('\n'));
-        return 1;
+        return DatabaseNotOpened;
     }
-    return 0;
+    return Done;
 }
 
 // Qt's own options, which QApplication takes out of the arguments itself: known here

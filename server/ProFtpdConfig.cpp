@@ -25,6 +25,12 @@ constexpr int QueryBudget = 3600;
 
 const QString UserQuery = QStringLiteral("quillmere-user");
 
+// The characters of the names an <IfUser> section can hold, for a regular
+// expression's and each engine's character class alike; AND, OR and "regex" would
+// be read as keywords of the section.
+const QString NameCharacters = QStringLiteral("A-Za-z0-9 ._@+-");
+const QStringList NameKeywords = {QStringLiteral("and"), QStringLiteral("or"), QStringLiteral("regex")};
+
 QString backendName(Engine engine)
 {
     switch (engine) {
@@ -81,16 +87,18 @@ QString substringFunction(Engine engine)
 // Only accounts whose names an <IfUser> section can hold may log in.
 QString nameFilter(Engine engine)
 {
-    const QString allowed = QStringLiteral("A-Za-z0-9 ._@+-");
     QString filter;
     if (engine == Engine::PostgreSql)
-        filter = QStringLiteral("username ~ '^[%1]+$'").arg(allowed);
+        filter = QStringLiteral("username ~ '^[%1]+$'").arg(NameCharacters);
     else if (engine == Engine::SqlServer)
         // mod_sql reads "%" as the start of a variable, so the wildcard is spelled CHAR(37).
-        filter = QStringLiteral("PATINDEX(CHAR(37) + '[^%1]' + CHAR(37), username) = 0").arg(allowed);
+        filter = QStringLiteral("PATINDEX(CHAR(37) + '[^%1]' + CHAR(37), username) = 0").arg(NameCharacters);
     else
-        filter = QStringLiteral("username NOT GLOB '*[^%1]*'").arg(allowed);
-    return filter + QStringLiteral(" AND lower(username) NOT IN ('and', 'or', 'regex')");
+        filter = QStringLiteral("username NOT GLOB '*[^%1]*'").arg(NameCharacters);
+    QStringList keywords;
+    for (const QString& keyword : NameKeywords)
+        keywords << sqlQuote(keyword);
+    return filter + QStringLiteral(" AND lower(username) NOT IN (%1)").arg(keywords.join(QStringLiteral(", ")));
 }
 
 QString loadModule(const QString& module)
@@ -275,8 +283,11 @@ QString userSections(const QList<Account>& accounts)
     }
     QString text;
     for (const auto& [block, names] : sections) {
+        const auto section = [&text, &block = block](const QString& expression) {
+            text += QLatin1String("<IfUser ") + expression + QLatin1String(">\n") + block + QLatin1String("</IfUser>\n");
+        };
         if (names.size() == everyone.size()) {
-            text += QLatin1String("<IfUser regex ^>\n") + block + QLatin1String("</IfUser>\n");
+            section(QStringLiteral("regex ^"));
             continue;
         }
         // A section most accounts share names those it leaves out, when that is shorter.
@@ -291,8 +302,7 @@ QString userSections(const QList<Account>& accounts)
                 }
             }
             if (length <= NameListBudget) {
-                text += QLatin1String("<IfUser AND ") + word(others.join(QLatin1Char(','))) + QLatin1String(">\n") + block
-                    + QLatin1String("</IfUser>\n");
+                section(QStringLiteral("AND ") + word(others.join(QLatin1Char(','))));
                 continue;
             }
         }
@@ -303,8 +313,7 @@ QString userSections(const QList<Account>& accounts)
                 length += names[first].size() + 1;
                 chunk << names[first++];
             }
-            text += QLatin1String("<IfUser ") + word(chunk.join(QLatin1Char(','))) + QLatin1String(">\n") + block
-                + QLatin1String("</IfUser>\n");
+            section(word(chunk.join(QLatin1Char(','))));
         }
     }
     return text;
@@ -407,10 +416,8 @@ QStringList allowedCommands(const QString& rights)
 
 bool isConfigurableName(const QString& name)
 {
-    static const QRegularExpression allowed(QStringLiteral("^[A-Za-z0-9 ._@+-]+$"));
-    const QString lower = name.toLower();
-    return allowed.match(name).hasMatch() && lower != QLatin1String("and") && lower != QLatin1String("or")
-        && lower != QLatin1String("regex");
+    static const QRegularExpression allowed(QStringLiteral("^[%1]+$").arg(NameCharacters));
+    return allowed.match(name).hasMatch() && !NameKeywords.contains(name.toLower());
 }
 
 QString configText(const Model& model)
@@ -509,12 +516,14 @@ std::optional<Model> readModel(Database& database, const QString& connectionStri
         model.connectUser = target.userName;
         model.connectPassword = target.password;
         break;
-    case Engine::SqlServer:
+    case Engine::SqlServer: {
         // mod_sql_odbc connects through a data source of the ODBC configuration.
         model.connectInfo = QStringLiteral("Quillmere");
-        model.connectUser = ConnectionString::parse(connectionString).value({"user id", "uid", "user"});
-        model.connectPassword = ConnectionString::parse(connectionString).value({"password", "pwd"});
+        const ConnectionString parts = ConnectionString::parse(connectionString);
+        model.connectUser = parts.value({"user id", "uid", "user"});
+        model.connectPassword = parts.value({"password", "pwd"});
         break;
+    }
     default:
         *error = QStringLiteral("ProFTPD cannot read this kind of database.");
         return std::nullopt;
