@@ -4,8 +4,11 @@
 
 #include <QFile>
 #include <QProcess>
+#include <QSqlDatabase>
+#include <QSqlError>
 #include <QTextStream>
 
+#include <algorithm>
 #include <cstdlib>
 
 namespace bench {
@@ -59,6 +62,59 @@ void freshDatabase(const QString& file)
     QFile::remove(file);
     if (!embedded::writeEmbeddedFile(embedded::TemplateDatabase, file))
         fail(QStringLiteral("cannot write the template to ") + file);
+}
+
+namespace {
+const QString GeneratorConnection = QStringLiteral("generator");
+}
+
+Generator::Generator(const QString& file)
+{
+    freshDatabase(file);
+    QSqlDatabase db = QSqlDatabase::addDatabase(QStringLiteral("QSQLITE"), GeneratorConnection);
+    db.setDatabaseName(file);
+    if (!db.open() || !db.transaction())
+        fail(db.lastError().text());
+}
+
+Generator::~Generator()
+{
+    // The statements go before their connection does.
+    m_statements.clear();
+    QSqlDatabase::database(GeneratorConnection, false).close();
+    QSqlDatabase::removeDatabase(GeneratorConnection);
+}
+
+int Generator::prepare(const QString& sql)
+{
+    auto statement = std::make_unique<QSqlQuery>(QSqlDatabase::database(GeneratorConnection, false));
+    if (!statement->prepare(sql))
+        fail(statement->lastError().text());
+    m_statements.push_back(std::move(statement));
+    return static_cast<int>(m_statements.size()) - 1;
+}
+
+void Generator::run(int statement, const QVariantList& values)
+{
+    QSqlQuery& query = *m_statements.at(static_cast<size_t>(statement));
+    for (const QVariant& value : values)
+        query.addBindValue(value);
+    if (!query.exec())
+        fail(query.lastError().text());
+}
+
+void Generator::commit()
+{
+    if (!QSqlDatabase::database(GeneratorConnection, false).commit())
+        fail(QStringLiteral("the generated accounts could not be committed"));
+}
+
+double median(std::vector<double> times)
+{
+    if (times.empty())
+        fail(QStringLiteral("nothing was measured"));
+    std::sort(times.begin(), times.end());
+    return times[times.size() / 2];
 }
 
 double milliseconds(const QElapsedTimer& timer)

@@ -13,7 +13,12 @@
 #include "services/StatusLog.h"
 
 #include <QElapsedTimer>
+#include <QSqlQuery>
 #include <QString>
+#include <QVariantList>
+
+#include <memory>
+#include <vector>
 
 // What the benchmarks share: a whole program context whose doubles stop the
 // benchmark if the program asks anything, and the measuring helpers.
@@ -68,6 +73,28 @@ struct Context
 
 // A fresh SQLite accounts file from the template.
 void freshDatabase(const QString& file);
+
+// Fills a fresh accounts file from the template in one transaction; any failure
+// stops the benchmark.
+class Generator
+{
+public:
+    explicit Generator(const QString& file);
+    ~Generator();
+    Generator(const Generator&) = delete;
+    Generator& operator=(const Generator&) = delete;
+
+    // A prepared statement, for run().
+    int prepare(const QString& sql);
+    void run(int statement, const QVariantList& values);
+    void commit();
+
+private:
+    std::vector<std::unique_ptr<QSqlQuery>> m_statements;
+};
+
+// The middle of the measured times.
+double median(std::vector<double> times);
 // Runs a script through the sqlite3 shell and returns the milliseconds it took.
 double runSqlite3(const QString& file, const QString& script);
 QString sqlite3Value(const QString& file, const QString& query);

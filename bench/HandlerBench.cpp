@@ -9,13 +9,9 @@
 #include <QCoreApplication>
 #include <QDir>
 #include <QProcess>
-#include <QSqlDatabase>
-#include <QSqlError>
-#include <QSqlQuery>
 #include <QTemporaryDir>
 #include <QTextStream>
 
-#include <algorithm>
 #include <unistd.h>
 #include <vector>
 
@@ -28,27 +24,12 @@ constexpr int Runs = 60;
 
 void generate(const QString& file, const QString& home)
 {
-    freshDatabase(file);
-    {
-        QSqlDatabase db = QSqlDatabase::addDatabase(QStringLiteral("QSQLITE"), QStringLiteral("generator"));
-        db.setDatabaseName(file);
-        if (!db.open())
-            fail(db.lastError().text());
-        db.transaction();
-        QSqlQuery user(db);
-        user.prepare(QStringLiteral("INSERT INTO users (username, homedir, password, max_concurrent, max_logins_per_ip, "
-                                    "quota_current, use_quota, quota_max) VALUES (?, ?, 'secret', 1, 1, 0, 1, 1048576)"));
-        for (int i = 0; i < Accounts; ++i) {
-            user.addBindValue(QStringLiteral("user%1").arg(i, 6, 10, QLatin1Char('0')));
-            user.addBindValue(home);
-            if (!user.exec())
-                fail(user.lastError().text());
-        }
-        db.commit();
-        user = QSqlQuery();
-        db.close();
-    }
-    QSqlDatabase::removeDatabase(QStringLiteral("generator"));
+    Generator db(file);
+    const int user = db.prepare(QStringLiteral("INSERT INTO users (username, homedir, password, max_concurrent, max_logins_per_ip, "
+                                               "quota_current, use_quota, quota_max) VALUES (?, ?, 'secret', 1, 1, 0, 1, 1048576)"));
+    for (int i = 0; i < Accounts; ++i)
+        db.run(user, {QStringLiteral("user%1").arg(i, 6, 10, QLatin1Char('0')), home});
+    db.commit();
 }
 
 // The median time of a program's runs, from start to exit, in milliseconds.
@@ -66,8 +47,7 @@ double medianRun(const QString& program, const QProcessEnvironment& environment,
         if (lastOutput)
             *lastOutput = process.readAllStandardOutput();
     }
-    std::sort(times.begin(), times.end());
-    return times[times.size() / 2];
+    return median(times);
 }
 
 } // namespace

@@ -18,14 +18,10 @@
 #include <QFile>
 #include <QHostAddress>
 #include <QProcess>
-#include <QSqlDatabase>
-#include <QSqlError>
-#include <QSqlQuery>
 #include <QTcpSocket>
 #include <QTemporaryDir>
 #include <QTextStream>
 
-#include <algorithm>
 #include <vector>
 
 namespace {
@@ -65,38 +61,18 @@ QString entryRights(int index, int entry, Shape shape)
 
 void generate(const QString& file, const QString& home, int accounts, Shape shape)
 {
-    freshDatabase(file);
-    QSqlDatabase db = QSqlDatabase::addDatabase(QStringLiteral("QSQLITE"), QStringLiteral("generator"));
-    db.setDatabaseName(file);
-    if (!db.open())
-        fail(db.lastError().text());
-    db.transaction();
-    QSqlQuery user(db);
-    user.prepare(QStringLiteral("INSERT INTO users (username, homedir, password, max_concurrent, max_logins_per_ip, quota_current) "
-                                "VALUES (?, ?, 'secret', 1, 1, 0)"));
-    QSqlQuery entry(db);
-    entry.prepare(QStringLiteral("INSERT INTO dir_rights (username, directory, dir_rights, inherit_subdirs) VALUES (?, ?, ?, ?)"));
+    Generator db(file);
+    const int user = db.prepare(QStringLiteral("INSERT INTO users (username, homedir, password, max_concurrent, max_logins_per_ip, "
+                                               "quota_current) VALUES (?, ?, 'secret', 1, 1, 0)"));
+    const int entry =
+        db.prepare(QStringLiteral("INSERT INTO dir_rights (username, directory, dir_rights, inherit_subdirs) VALUES (?, ?, ?, ?)"));
     for (int i = 0; i < accounts; ++i) {
         const QString name = accountName(i);
-        user.addBindValue(name);
-        user.addBindValue(home);
-        if (!user.exec())
-            fail(user.lastError().text());
-        for (int e = 0; e < 5; ++e) {
-            entry.addBindValue(name);
-            entry.addBindValue(entryPath(home, name, i, e, shape));
-            entry.addBindValue(entryRights(i, e, shape));
-            entry.addBindValue(e % 2);
-            if (!entry.exec())
-                fail(entry.lastError().text());
-        }
+        db.run(user, {name, home});
+        for (int e = 0; e < 5; ++e)
+            db.run(entry, {name, entryPath(home, name, i, e, shape), entryRights(i, e, shape), e % 2});
     }
     db.commit();
-    user = QSqlQuery();
-    entry = QSqlQuery();
-    db.close();
-    db = QSqlDatabase();
-    QSqlDatabase::removeDatabase(QStringLiteral("generator"));
 }
 
 double loginMilliseconds(int port, const QString& user)
@@ -139,8 +115,7 @@ double medianLogin(ProFtpdServer& server, const QString& user)
         while (pause.elapsed() < 600)
             QCoreApplication::processEvents();
     }
-    std::sort(runs.begin(), runs.end());
-    return runs[runs.size() / 2];
+    return median(runs);
 }
 
 } // namespace

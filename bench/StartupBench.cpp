@@ -19,9 +19,6 @@
 #include <QElapsedTimer>
 #include <QFile>
 #include <QProcess>
-#include <QSqlDatabase>
-#include <QSqlError>
-#include <QSqlQuery>
 #include <QTemporaryDir>
 #include <QTextStream>
 
@@ -41,44 +38,20 @@ enum class Dates { SomeDue, NoneDue };
 // next century), every tenth plus one due to be disabled; paths in mixed case.
 void generate(const QString& file, Dates dates)
 {
-    freshDatabase(file);
-    {
-        QSqlDatabase db = QSqlDatabase::addDatabase(QStringLiteral("QSQLITE"), QStringLiteral("generator"));
-        db.setDatabaseName(file);
-        if (!db.open())
-            fail(db.lastError().text());
-        db.transaction();
-        QSqlQuery user(db);
-        user.prepare(QStringLiteral("INSERT INTO users (username, homedir, password, max_concurrent, max_logins_per_ip, "
-                                    "quota_current, Expires, DisableOn) VALUES (?, ?, 'secret', 1, 1, 0, ?, ?)"));
-        QSqlQuery entry(db);
-        entry.prepare(QStringLiteral("INSERT INTO dir_rights (username, directory, dir_rights, inherit_subdirs) VALUES (?, ?, 'RWL', 1)"));
-        const QString past = QStringLiteral("1/1/2020");
-        const QString future = QStringLiteral("12/31/2099");
-        for (int i = 0; i < Accounts; ++i) {
-            const QString name = QStringLiteral("user%1").arg(i, 6, 10, QLatin1Char('0'));
-            const bool expiring = i % 10 == 0;
-            const bool disabling = i % 10 == 1;
-            const QString due = dates == Dates::SomeDue ? past : future;
-            user.addBindValue(name);
-            user.addBindValue(QStringLiteral("C:\\FTP\\Users\\") + name.toUpper());
-            user.addBindValue(expiring ? due : QString());
-            user.addBindValue(disabling ? due : QString());
-            if (!user.exec())
-                fail(user.lastError().text());
-            for (int e = 0; e < EntriesPerAccount; ++e) {
-                entry.addBindValue(name);
-                entry.addBindValue(QStringLiteral("D:\\Shared\\Area%1\\%2").arg(e).arg(name.toUpper()));
-                if (!entry.exec())
-                    fail(entry.lastError().text());
-            }
-        }
-        db.commit();
-        user = QSqlQuery();
-        entry = QSqlQuery();
-        db.close();
+    Generator db(file);
+    const int user = db.prepare(QStringLiteral("INSERT INTO users (username, homedir, password, max_concurrent, max_logins_per_ip, "
+                                               "quota_current, Expires, DisableOn) VALUES (?, ?, 'secret', 1, 1, 0, ?, ?)"));
+    const int entry =
+        db.prepare(QStringLiteral("INSERT INTO dir_rights (username, directory, dir_rights, inherit_subdirs) VALUES (?, ?, 'RWL', 1)"));
+    const QString due = dates == Dates::SomeDue ? QStringLiteral("1/1/2020") : QStringLiteral("12/31/2099");
+    for (int i = 0; i < Accounts; ++i) {
+        const QString name = QStringLiteral("user%1").arg(i, 6, 10, QLatin1Char('0'));
+        db.run(user, {name, QStringLiteral("C:\\FTP\\Users\\") + name.toUpper(), i % 10 == 0 ? due : QString(),
+                      i % 10 == 1 ? due : QString()});
+        for (int e = 0; e < EntriesPerAccount; ++e)
+            db.run(entry, {name, QStringLiteral("D:\\Shared\\Area%1\\%2").arg(e).arg(name.toUpper())});
     }
-    QSqlDatabase::removeDatabase(QStringLiteral("generator"));
+    db.commit();
 }
 
 // What a start-up leaves behind, to show that program and floor reached the same result.

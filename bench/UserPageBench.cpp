@@ -20,9 +20,6 @@
 #include <QDir>
 #include <QLineEdit>
 #include <QListWidget>
-#include <QSqlDatabase>
-#include <QSqlError>
-#include <QSqlQuery>
 #include <QTemporaryDir>
 #include <QTextStream>
 
@@ -36,39 +33,17 @@ const QString BigAccount = QStringLiteral("aaa-many-entries");
 
 void generate(const QString& file, const QString& entryFolder)
 {
-    freshDatabase(file);
-    {
-        QSqlDatabase db = QSqlDatabase::addDatabase(QStringLiteral("QSQLITE"), QStringLiteral("generator"));
-        db.setDatabaseName(file);
-        if (!db.open())
-            fail(db.lastError().text());
-        db.transaction();
-        QSqlQuery user(db);
-        user.prepare(QStringLiteral("INSERT INTO users (username, homedir, password, max_concurrent, max_logins_per_ip, "
-                                    "quota_current) VALUES (?, ?, 'secret', 1, 1, 0)"));
-        for (int i = 0; i < Accounts - 1; ++i) {
-            user.addBindValue(QStringLiteral("user%1").arg(i, 6, 10, QLatin1Char('0')));
-            user.addBindValue(entryFolder);
-            if (!user.exec())
-                fail(user.lastError().text());
-        }
-        user.addBindValue(BigAccount);
-        user.addBindValue(entryFolder);
-        user.exec();
-        QSqlQuery entry(db);
-        entry.prepare(QStringLiteral("INSERT INTO dir_rights (username, directory, dir_rights, inherit_subdirs) VALUES (?, ?, 'RL', 1)"));
-        for (int e = 0; e < Entries; ++e) {
-            entry.addBindValue(BigAccount);
-            entry.addBindValue(entryFolder + QStringLiteral("/area%1").arg(e));
-            if (!entry.exec())
-                fail(entry.lastError().text());
-        }
-        db.commit();
-        user = QSqlQuery();
-        entry = QSqlQuery();
-        db.close();
-    }
-    QSqlDatabase::removeDatabase(QStringLiteral("generator"));
+    Generator db(file);
+    const int user = db.prepare(QStringLiteral("INSERT INTO users (username, homedir, password, max_concurrent, max_logins_per_ip, "
+                                               "quota_current) VALUES (?, ?, 'secret', 1, 1, 0)"));
+    for (int i = 0; i < Accounts - 1; ++i)
+        db.run(user, {QStringLiteral("user%1").arg(i, 6, 10, QLatin1Char('0')), entryFolder});
+    db.run(user, {BigAccount, entryFolder});
+    const int entry =
+        db.prepare(QStringLiteral("INSERT INTO dir_rights (username, directory, dir_rights, inherit_subdirs) VALUES (?, ?, 'RL', 1)"));
+    for (int e = 0; e < Entries; ++e)
+        db.run(entry, {BigAccount, entryFolder + QStringLiteral("/area%1").arg(e)});
+    db.commit();
 }
 
 } // namespace
