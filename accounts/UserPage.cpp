@@ -26,6 +26,8 @@
 #include <QTimer>
 #include <QVBoxLayout>
 
+#include <algorithm>
+
 namespace {
 
 // A disabled account is listed muted, and its tooltip says why.
@@ -408,18 +410,18 @@ void UserPage::txtFind_Change()
 {
     // The page keeps the account it shows; the list selects it again where it is still listed.
     const int selected = selectedUserIndex();
-    const QString selectedName = m_page.saveMode == SaveMode::Update ? m_page.currentUser
-                                 : selected >= 0                     ? m_lstUsers->item(selected)->text()
-                                                                     : QString();
+    const int selectedRow = m_page.saveMode == SaveMode::Update ? int(m_allNames.indexOf(m_page.currentUser))
+                            : selected >= 0                     ? m_shownRows.value(selected, -1)
+                                                                : -1;
     m_fillingList = true;
     fillUserList();
-    const QList<QListWidgetItem*> found =
-        selectedName.isEmpty() ? QList<QListWidgetItem*>() : m_lstUsers->findItems(selectedName, Qt::MatchExactly);
-    if (found.isEmpty()) {
+    // The shown rows ascend, so the account's place in the list is found without reading the items.
+    const auto shownAt = std::lower_bound(m_shownRows.cbegin(), m_shownRows.cend(), selectedRow);
+    if (selectedRow < 0 || shownAt == m_shownRows.cend() || *shownAt != selectedRow) {
         m_lstUsers->setCurrentRow(-1);
     } else {
-        m_lstUsers->setCurrentItem(found.first());
-        m_lstUsers->scrollToItem(found.first());
+        m_lstUsers->setCurrentRow(int(shownAt - m_shownRows.cbegin()));
+        m_lstUsers->scrollToItem(m_lstUsers->currentItem());
     }
     m_fillingList = false;
 }
