@@ -1,6 +1,7 @@
 #include "accounts/ExpiringWindow.h"
 
 #include "platform/Clock.h"
+#include "platform/Named.h"
 #include "platform/Prompter.h"
 #include "services/AccountSweep.h"
 #include "services/AppContext.h"
@@ -55,18 +56,15 @@ ExpiringWindow::ExpiringWindow(AppContext& context, QWidget* parent)
 
 void ExpiringWindow::setupControls()
 {
-    m_spnDays = new QSpinBox(this);
-    m_spnDays->setObjectName(QStringLiteral("spnDays"));
+    m_spnDays = named(new QSpinBox(this), "spnDays");
     m_spnDays->setRange(0, expiring::MostDays);
     m_spnDays->setValue(expiring::DefaultDays);
     m_spnDays->setSuffix(QStringLiteral(" days"));
     m_spnDays->setAccelerated(true);
 
-    m_cmdRefresh = new QPushButton(QStringLiteral("&Refresh"), this);
-    m_cmdRefresh->setObjectName(QStringLiteral("cmdRefresh"));
+    m_cmdRefresh = named(new QPushButton(QStringLiteral("&Refresh"), this), "cmdRefresh");
 
-    m_tblAccounts = new QTableWidget(0, ColumnCount, this);
-    m_tblAccounts->setObjectName(QStringLiteral("tblAccounts"));
+    m_tblAccounts = named(new QTableWidget(0, ColumnCount, this), "tblAccounts");
     m_tblAccounts->setHorizontalHeaderLabels(expiring::csvHeader());
     m_tblAccounts->setEditTriggers(QAbstractItemView::NoEditTriggers);
     m_tblAccounts->setSelectionBehavior(QAbstractItemView::SelectRows);
@@ -82,13 +80,10 @@ void ExpiringWindow::setupControls()
     m_tblAccounts->setSortingEnabled(true);
     m_tblAccounts->sortByColumn(DaysLeftColumn, Qt::AscendingOrder);
 
-    m_lblCount = new QLabel(this);
-    m_lblCount->setObjectName(QStringLiteral("lblCount"));
+    m_lblCount = named(new QLabel(this), "lblCount");
 
-    m_cmdExport = new QPushButton(QStringLiteral("Export CSV…"), this);
-    m_cmdExport->setObjectName(QStringLiteral("cmdExport"));
-    m_cmdClose = new QPushButton(QStringLiteral("Close"), this);
-    m_cmdClose->setObjectName(QStringLiteral("cmdClose"));
+    m_cmdExport = named(new QPushButton(QStringLiteral("Export CSV…"), this), "cmdExport");
+    m_cmdClose = named(new QPushButton(QStringLiteral("Close"), this), "cmdClose");
     m_cmdClose->setDefault(true);
     for (QPushButton* button : {m_cmdRefresh, m_cmdExport, m_cmdClose})
         button->setMinimumWidth(ButtonWidth);
@@ -96,14 +91,12 @@ void ExpiringWindow::setupControls()
 
 void ExpiringWindow::setupLayout()
 {
-    auto* intro = new QLabel(QStringLiteral("The sweep deletes an account on its expiry date and disables it on its disable "
+    auto* intro = named(new QLabel(QStringLiteral("The sweep deletes an account on its expiry date and disables it on its disable "
                                             "date. A date that has passed (days left below 0) is acted on at the next sweep."),
-                             this);
-    intro->setObjectName(QStringLiteral("lblIntro"));
+                             this), "lblIntro");
     intro->setWordWrap(true);
 
-    auto* within = new QLabel(QStringLiteral("&Within:"), this);
-    within->setObjectName(QStringLiteral("lblDays"));
+    auto* within = named(new QLabel(QStringLiteral("&Within:"), this), "lblDays");
     within->setBuddy(m_spnDays);
     auto* filter = new QHBoxLayout;
     filter->addWidget(within);

@@ -5,6 +5,7 @@
 #include "accounts/AccountStore.h"
 #include "accounts/AddEditDirWindow.h"
 #include "accounts/NewNameWindow.h"
+#include "platform/Named.h"
 #include "platform/PathInfo.h"
 #include "platform/Prompter.h"
 #include "platform/SettingsStore.h"
@@ -43,12 +44,6 @@ bool isAdministratorsFocusChange(const QEvent* event)
 {
     const auto reason = static_cast<const QFocusEvent*>(event)->reason();
     return reason != Qt::ActiveWindowFocusReason && reason != Qt::PopupFocusReason;
-}
-
-template <typename T> T* named(T* widget, const char* objectName)
-{
-    widget->setObjectName(QLatin1String(objectName));
-    return widget;
 }
 
 QPushButton* button(const char* objectName, const QString& caption, QWidget* parent)

@@ -5,6 +5,7 @@
 #include "limits/LoadedAccount.h"
 #include "limits/Numbers.h"
 #include "maintenance/Help.h"
+#include "platform/Named.h"
 #include "platform/NumericKeyFilter.h"
 #include "platform/Prompter.h"
 #include "services/AppContext.h"
@@ -27,12 +28,6 @@
 namespace {
 
 constexpr int MaxMaximumLength = 14;
-
-template <typename T> T* named(T* widget, const char* objectName)
-{
-    widget->setObjectName(QLatin1String(objectName));
-    return widget;
-}
 
 } // namespace
 

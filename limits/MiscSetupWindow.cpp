@@ -7,6 +7,7 @@
 #include "limits/LoadedAccount.h"
 #include "limits/Numbers.h"
 #include "maintenance/Help.h"
+#include "platform/Named.h"
 #include "platform/NumericKeyFilter.h"
 #include "platform/PathInfo.h"
 #include "platform/Prompter.h"
@@ -31,12 +32,6 @@
 #include <QVBoxLayout>
 
 namespace {
-
-template <typename T> T* named(T* widget, const char* objectName)
-{
-    widget->setObjectName(QLatin1String(objectName));
-    return widget;
-}
 
 // "-1" means "not set" and shows as an empty box; NULL shows as "0".
 QString minutesText(const Rows& row, const QString& column)

@@ -5,6 +5,7 @@
 #include "limits/LoadedAccount.h"
 #include "limits/Numbers.h"
 #include "maintenance/Help.h"
+#include "platform/Named.h"
 #include "platform/NumericKeyFilter.h"
 #include "platform/Prompter.h"
 #include "services/AppContext.h"
@@ -27,12 +28,6 @@ namespace {
 
 constexpr double Kilobyte = 1024.0;
 constexpr double Megabyte = 1048576.0;
-
-template <typename T> T* named(T* widget, const char* objectName)
-{
-    widget->setObjectName(QLatin1String(objectName));
-    return widget;
-}
 
 bool shows(const QLabel* label, const char* text)
 {

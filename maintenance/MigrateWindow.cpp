@@ -1,6 +1,7 @@
 #include "maintenance/MigrateWindow.h"
 
 #include "maintenance/ProgramFiles.h"
+#include "platform/Named.h"
 #include "platform/ProgramStarter.h"
 #include "platform/Prompter.h"
 #include "services/AppContext.h"
@@ -17,16 +18,6 @@
 #include <QPushButton>
 #include <QRadioButton>
 #include <QVBoxLayout>
-
-namespace {
-
-template <typename T> T* named(T* widget, const char* objectName)
-{
-    widget->setObjectName(QLatin1String(objectName));
-    return widget;
-}
-
-} // namespace
 
 MigrateWindow::MigrateWindow(AppContext& context, QWidget* parent)
     : QDialog(parent)

@@ -2,6 +2,7 @@
 
 #include "db/Database.h"
 #include "db/Engine.h"
+#include "platform/Named.h"
 #include "platform/Prompter.h"
 #include "services/AppContext.h"
 
@@ -25,12 +26,6 @@ namespace {
 
 const QString Caption = QStringLiteral("Vantrel");
 const QString CrLf = QStringLiteral("\r\n");
-
-template <typename T> T* named(T* widget, const char* objectName)
-{
-    widget->setObjectName(QLatin1String(objectName));
-    return widget;
-}
 
 // The pieces of one connection string, each ending in ";".
 QString piece(const QString& key, const QString& value)

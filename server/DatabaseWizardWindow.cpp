@@ -1,6 +1,7 @@
 #include "server/DatabaseWizardWindow.h"
 
 #include "db/ConnectionString.h"
+#include "platform/Named.h"
 #include "server/DataLinkDialog.h"
 #include "db/Database.h"
 #include "db/Engine.h"
@@ -130,12 +131,6 @@ const QString CrLf = QStringLiteral("\r\n");
 const QString CommandsFailedCaption = QStringLiteral("Error: Commands Failed");
 const QString SqlServerPrefix =
     QStringLiteral("Provider=SQLOLEDB.1;Integrated Security=SSPI;Persist Security Info=False;Data Source=");
-
-template <typename T> T* named(T* widget, const char* objectName)
-{
-    widget->setObjectName(QLatin1String(objectName));
-    return widget;
-}
 
 // The file database the wizard writes from the template: an Access file where Jet
 // exists, and elsewhere what the template is, an SQLite file, named as one.

@@ -3,6 +3,7 @@
 #include "accounts/PageState.h"
 #include "db/SqlText.h"
 #include "maintenance/Help.h"
+#include "platform/Named.h"
 #include "platform/NumericKeyFilter.h"
 #include "platform/Prompter.h"
 #include "server/IpRuleText.h"
@@ -26,12 +27,6 @@ namespace {
 constexpr int RulesTimerInterval = 75;
 constexpr int LongestRule = 15;
 constexpr int ButtonWidth = 88;
-
-template <typename T> T* named(T* widget, const char* objectName)
-{
-    widget->setObjectName(QLatin1String(objectName));
-    return widget;
-}
 
 bool isMouseClickPart(const QEvent* event)
 {

@@ -1,5 +1,6 @@
 #include "server/LoginTestWindow.h"
 
+#include "platform/Named.h"
 #include "server/LoginCheck.h"
 #include "services/AppContext.h"
 
@@ -35,31 +36,24 @@ LoginTestWindow::LoginTestWindow(AppContext& context, QWidget* parent)
 
 void LoginTestWindow::setupControls()
 {
-    m_txtName = new QLineEdit(this);
-    m_txtName->setObjectName(QStringLiteral("txtName"));
+    m_txtName = named(new QLineEdit(this), "txtName");
     m_txtName->setMaxLength(LongestName);
-    m_txtPassword = new QLineEdit(this);
-    m_txtPassword->setObjectName(QStringLiteral("txtPassword"));
+    m_txtPassword = named(new QLineEdit(this), "txtPassword");
     m_txtPassword->setEchoMode(QLineEdit::Password);
-    m_txtAddress = new QLineEdit(QStringLiteral("127.0.0.1"), this);
-    m_txtAddress->setObjectName(QStringLiteral("txtAddress"));
+    m_txtAddress = named(new QLineEdit(QStringLiteral("127.0.0.1"), this), "txtAddress");
 
-    m_cmdTest = new QPushButton(QStringLiteral("&Test"), this);
-    m_cmdTest->setObjectName(QStringLiteral("cmdTest"));
+    m_cmdTest = named(new QPushButton(QStringLiteral("&Test"), this), "cmdTest");
     m_cmdTest->setDefault(true);
-    m_cmdClose = new QPushButton(QStringLiteral("Close"), this);
-    m_cmdClose->setObjectName(QStringLiteral("cmdClose"));
+    m_cmdClose = named(new QPushButton(QStringLiteral("Close"), this), "cmdClose");
     for (QPushButton* button : {m_cmdTest, m_cmdClose})
         button->setMinimumWidth(ButtonWidth);
 
-    m_lblVerdict = new QLabel(this);
-    m_lblVerdict->setObjectName(QStringLiteral("lblVerdict"));
+    m_lblVerdict = named(new QLabel(this), "lblVerdict");
     QFont bold = m_lblVerdict->font();
     bold.setBold(true);
     m_lblVerdict->setFont(bold);
 
-    m_txtReasons = new QPlainTextEdit(this);
-    m_txtReasons->setObjectName(QStringLiteral("txtReasons"));
+    m_txtReasons = named(new QPlainTextEdit(this), "txtReasons");
     m_txtReasons->setReadOnly(true);
     m_txtReasons->setLineWrapMode(QPlainTextEdit::WidgetWidth);
     m_txtReasons->setFont(QFontDatabase::systemFont(QFontDatabase::FixedFont));
@@ -67,10 +61,9 @@ void LoginTestWindow::setupControls()
 
 void LoginTestWindow::setupLayout()
 {
-    auto* intro = new QLabel(QStringLiteral("Asks the FTP server's authentication handler, over the accounts database, "
+    auto* intro = named(new QLabel(QStringLiteral("Asks the FTP server's authentication handler, over the accounts database, "
                                             "whether this log-in would be allowed, and why. Nothing is written."),
-                             this);
-    intro->setObjectName(QStringLiteral("lblIntro"));
+                             this), "lblIntro");
     intro->setWordWrap(true);
 
     auto* fields = new QFormLayout;

@@ -46,15 +46,16 @@ QString bringUpToDate(const SettingsStore& store)
     return pidFile.isEmpty() ? QString() : reloadServer(pidFile);
 }
 
-void keepCurrent(const SettingsStore& settings, Prompter& prompter, const std::function<void(const QString&)>& log)
+bool keepCurrent(const SettingsStore& settings, Prompter& prompter, const std::function<void(const QString&)>& log)
 {
     const QString error = bringUpToDate(settings);
     if (error.isEmpty())
-        return;
+        return true;
     if (log)
         log(QStringLiteral("ProFTPD configuration not brought up to date: ") + error);
     prompter.tell(appinfo::Title, QStringLiteral("The ProFTPD configuration could not be brought up to date.") + QStringLiteral("\r\n") + error,
                   prompt::Icon::Exclamation);
+    return false;
 }
 
 void installSync(AppContext& context)

@@ -21,8 +21,8 @@ inline const QString PidSetting = QStringLiteral("proftpd_pid");
 // The failure, empty when the file was written and the server told (or none is named).
 QString bringUpToDate(const SettingsStore& settings);
 
-// bringUpToDate, with a failure told through the prompter and the log.
-void keepCurrent(const SettingsStore& settings, Prompter& prompter, const std::function<void(const QString&)>& log);
+// bringUpToDate, with a failure told through the prompter and the log; true when up to date.
+bool keepCurrent(const SettingsStore& settings, Prompter& prompter, const std::function<void(const QString&)>& log);
 
 // Makes every session of the context that changed the database keep the file current.
 void installSync(AppContext& context);

@@ -1,5 +1,6 @@
 #include "server/ProFtpdWindow.h"
 
+#include "platform/Named.h"
 #include "platform/Prompter.h"
 #include "platform/SettingsStore.h"
 #include "server/ProFtpdSync.h"
@@ -26,24 +27,20 @@ ProFtpdWindow::ProFtpdWindow(AppContext& context, QWidget* parent)
 
 void ProFtpdWindow::setupControls()
 {
-    m_txtConfigFile = new QLineEdit(this);
-    m_txtConfigFile->setObjectName(QStringLiteral("txtConfigFile"));
+    m_txtConfigFile = named(new QLineEdit(this), "txtConfigFile");
     m_txtConfigFile->setMaxLength(SettingsStore::MaxSettingLength);
-    m_txtPidFile = new QLineEdit(this);
-    m_txtPidFile->setObjectName(QStringLiteral("txtPidFile"));
+    m_txtPidFile = named(new QLineEdit(this), "txtPidFile");
     m_txtPidFile->setMaxLength(SettingsStore::MaxSettingLength);
-    auto* ok = new QPushButton(QStringLiteral("OK"), this);
-    ok->setObjectName(QStringLiteral("cmdOK"));
+    auto* ok = named(new QPushButton(QStringLiteral("OK"), this), "cmdOK");
     ok->setDefault(true);
-    auto* cancel = new QPushButton(QStringLiteral("Cancel"), this);
-    cancel->setObjectName(QStringLiteral("cmdCancel"));
+    auto* cancel = named(new QPushButton(QStringLiteral("Cancel"), this), "cmdCancel");
     connect(ok, &QPushButton::clicked, this, &ProFtpdWindow::cmdOK_Click);
     connect(cancel, &QPushButton::clicked, this, &ProFtpdWindow::cmdCancel_Click);
 
-    auto* note = new QLabel(QStringLiteral("Vantrel writes this file after every change to the accounts; include it in "
-                                           "proftpd.conf. With a pid file, the server is told to read it again."),
-                            this);
-    note->setObjectName(QStringLiteral("lblNote"));
+    auto* note = named(new QLabel(QStringLiteral("Vantrel writes this file after every change to the accounts; include it in "
+                                                 "proftpd.conf. With a pid file, the server is told to read it again."),
+                                  this),
+                       "lblNote");
     note->setWordWrap(true);
     auto* form = new QFormLayout;
     form->addRow(QStringLiteral("Configuration file"), m_txtConfigFile);
@@ -79,14 +76,8 @@ void ProFtpdWindow::cmdOK_Click()
     m_ctx.settings.saveRegSetting(proftpd::ConfigSetting, config);
     m_ctx.settings.saveRegSetting(proftpd::PidSetting, pid);
     // Written at once, so that a wrong path shows now rather than at the next save.
-    const QString error = proftpd::bringUpToDate(m_ctx.settings);
-    if (!error.isEmpty()) {
-        m_ctx.logStatus(QStringLiteral("ProFTPD configuration not brought up to date: ") + error);
-        m_ctx.prompter.tell(appinfo::Title, QStringLiteral("The ProFTPD configuration could not be brought up to date.") + QStringLiteral("\r\n") + error,
-                            prompt::Icon::Exclamation);
-        return;
-    }
-    hide();
+    if (proftpd::keepCurrent(m_ctx.settings, m_ctx.prompter, [this](const QString& line) { m_ctx.logStatus(line); }))
+        hide();
 }
 
 void ProFtpdWindow::cmdCancel_Click()
