@@ -135,36 +135,19 @@ bool newNameAvailable(AppContext& context, Session& session, const QString& name
 
 } // namespace
 
-namespace {
-
-std::optional<QStringList> readNames(Session& session)
+std::optional<UserList> readUserList(AppContext& context)
 {
+    Session session(context);
     if (!session.open())
         return std::nullopt;
     Rows rows = session.select(QStringLiteral("select username from users order by username"));
     if (!rows.isValid())
         return std::nullopt;
-    QStringList names;
+    UserList list;
     while (rows.next())
-        names.append(rows.textAt(0));
-    return names;
-}
-
-} // namespace
-
-std::optional<QStringList> readUserNames(AppContext& context)
-{
-    Session session(context);
-    return readNames(session);
-}
-
-std::optional<UserList> readUserList(AppContext& context)
-{
-    Session session(context);
-    auto names = readNames(session);
-    if (!names)
-        return std::nullopt;
-    UserList list{*names, QList<bool>(names->size(), false)};
+        list.names.append(rows.textAt(0));
+    rows = Rows();
+    list.disabled = QList<bool>(list.names.size(), false);
     QSet<QString> disabled;
     Rows flags = session.database()->select(
         QStringLiteral("SELECT [username], [disable_user] FROM [users] WHERE [disable_user] <> 0"));

@@ -36,17 +36,15 @@ struct LoadedUser
     int commentsLimit = 0;
 };
 
-// The names in the order the database sorts them; nullopt when the session failed.
-std::optional<QStringList> readUserNames(AppContext& context);
-
 // The user list with, for each name, whether its account is disabled.
 struct UserList
 {
     QStringList names;
     QList<bool> disabled; // by position in names
 };
-// The names as readUserNames reads them; the disable flags come from a second, quiet
-// statement of the same session, so a table without the column still lists its names.
+// The names in the order the database sorts them (nullopt when the session failed);
+// the disable flags come from a second, quiet statement of the same session, so a
+// table without the column still lists its names.
 std::optional<UserList> readUserList(AppContext& context);
 LoadedUser loadUser(AppContext& context, const QString& name);
 
