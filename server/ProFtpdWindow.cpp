@@ -43,8 +43,8 @@ void ProFtpdWindow::setupControls()
                        "lblNote");
     note->setWordWrap(true);
     auto* form = new QFormLayout;
-    form->addRow(QStringLiteral("Configuration file"), m_txtConfigFile);
-    form->addRow(QStringLiteral("Pid file"), m_txtPidFile);
+    form->addRow(QStringLiteral("Configuration &file:"), m_txtConfigFile);
+    form->addRow(QStringLiteral("&Pid file:"), m_txtPidFile);
     auto* buttons = new QHBoxLayout;
     buttons->addStretch(1);
     buttons->addWidget(ok);
@@ -53,7 +53,7 @@ void ProFtpdWindow::setupControls()
     layout->addWidget(note);
     layout->addLayout(form);
     layout->addLayout(buttons);
-    setMinimumWidth(460);
+    setMinimumWidth(560);
 }
 
 void ProFtpdWindow::thisFormLoadData()
