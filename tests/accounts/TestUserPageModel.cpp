@@ -99,7 +99,8 @@ public:
         // Rights in any case, and an inherit flag that is neither 0 nor 1, as other tools write them.
         for (const auto& [name, dir, rights, inherit] :
              {std::tuple("bob", m_folders[0], "rl", 1), std::tuple("bob", m_folders[1], "RWAMELCD", 1), std::tuple("O'Brien", m_folders[2], "R", 1),
-              std::tuple("O'Brien", m_folders[4], "", 2), std::tuple("a|b\u00A7c", m_folders[3], "WD", 0), std::tuple("*", QString("c:\\global"), "RL", 1)})
+              std::tuple("O'Brien", m_folders[4], "", 2), std::tuple("a|b\u00A7c", m_folders[3], "WD", 0),
+              std::tuple("*", QString("c:\\global"), "RL", 1)})
             addEntry(m_db, QString::fromUtf8(name), dir, QLatin1String(rights), inherit);
         for (const char* name : {"bob", "O'Brien", "*"})
             m_db.exec(QStringLiteral("INSERT INTO blocked_ips_by_user (username, ip) VALUES (%1, '10.0.0.%2')")
@@ -301,21 +302,19 @@ private:
     void type()
     {
         const int field = pick(3);
-        if (field == 0) {
-            const QString tooLong = pickOf({m_home, QString(600, QLatin1Char('h')), QString(1025, QLatin1Char('h'))});
-            m_page.home = pickOf({m_home, pickOf(m_folders), "C:\\NoWhere", "\\\\Server\\Share\\Bob", "", tooLong});
-            log(QStringLiteral("type home '%1'").arg(m_page.home));
-            F::type(m_ui.box("txtHomeDir"), m_page.home);
-        } else if (field == 1) {
-            const QString password = somePassword();
-            log(QStringLiteral("type password '%1'").arg(password));
-            F::type(m_ui.box("txtPassword"), password);
-            m_page.password = password.isEmpty() ? Placeholder : password;
-        } else {
-            m_page.notes = pickOf({"", "  ", "O'Brien's \"box\" 100% -- ;", "a|b\u00A7c", QString(300, QLatin1Char('n')), QString(40001, QLatin1Char('n'))});
-            log(QStringLiteral("type notes '%1'").arg(m_page.notes));
-            m_ui.notes()->setPlainText(m_page.notes);
+        const QString tooLong = pickOf({m_home, QString(600, QLatin1Char('h')), QString(1025, QLatin1Char('h'))});
+        const QString notes =
+            pickOf({"", "  ", "O'Brien's \"box\" 100% -- ;", "a|b\u00A7c", QString(300, QLatin1Char('n')), QString(40001, QLatin1Char('n'))});
+        const QString text = field == 0 ? pickOf({m_home, pickOf(m_folders), "C:\\NoWhere", "\\\\Server\\Share\\Bob", "", tooLong})
+            : field == 1                ? somePassword()
+                                        : notes;
+        log(QStringLiteral("type %1 '%2'").arg(QLatin1String(field == 0 ? "home" : field == 1 ? "password" : "notes"), text));
+        if (field == 2) {
+            m_ui.notes()->setPlainText(m_page.notes = text);
             F::leave(m_ui.notes());
+        } else {
+            F::type(m_ui.box(field == 0 ? "txtHomeDir" : "txtPassword"), text);
+            (field == 0 ? m_page.home : m_page.password) = field == 1 && text.isEmpty() ? Placeholder : text;
         }
     }
 
@@ -629,7 +628,8 @@ private:
             // A step writes only to its own account: a dialog what it showed, a save what the page showed, and only if it lands.
             const QString want = m_model.value(name).text(), got = stored.value(name).text();
             if (want != got)
-                problems << QStringLiteral("'%1' differs from the model\n    model:    %2\n    database: %3").arg(name, want.left(600), got.left(600));
+                problems << QStringLiteral("'%1' differs from the model\n    model:    %2\n    database: %3")
+                                .arg(name, want.left(600), got.left(600));
         }
         // The model follows the page, so the page must show what the model holds.
         QListWidget* list = m_ui.entries();

@@ -33,8 +33,9 @@ private slots:
     void init() { QLocale::setDefault(QLocale(QStringLiteral("en_US"))); }
     void cleanup() { QLocale::setDefault(QLocale::c()); }
 
-    void loadsChecksAndSaves_data() { addEngineRows(); }
-    void loadsChecksAndSaves()
+    // Accounts sort as bob, bytes, exact, files, full, none, odd, unset, zeros.
+    void loadsChecksAndStores_data() { addEngineRows(); }
+    void loadsChecksAndStores()
     {
         ProgramUnderTest program;
         QUILLMERE_OPEN_DATABASE(db, program.env);
@@ -45,6 +46,15 @@ private slots:
         db->exec(accountInsert(QStringLiteral("zeros"), QStringLiteral("one_login_per_ip, login_msg_file, DisableOn"),
                                QStringLiteral("0, 'keep.txt', '5/20/2027'")));
         db->exec(QStringLiteral("update users set max_logins_per_ip=0 where username='zeros'"));
+        const QString ratio = QStringLiteral("ratio_type, ratio_up, ratio_down, ratio_current_credit");
+        const QString quota = QStringLiteral("use_quota, quota_max, quota_current");
+        db->exec(accountInsert(QStringLiteral("bytes"), ratio, QStringLiteral("'BytesOverall', 1, 3, 5242880")));
+        db->exec(accountInsert(QStringLiteral("files"), ratio, QStringLiteral("'FilesPerSession', 2, 1, 12")));
+        db->exec(accountInsert(QStringLiteral("none"), QStringLiteral("ratio_current_credit"), QStringLiteral("7")));
+        db->exec(accountInsert(QStringLiteral("odd"), QStringLiteral("ratio_type"), QStringLiteral("'Sometimes'")));
+        db->exec(accountInsert(QStringLiteral("exact"), quota, QStringLiteral("1, 1000000, 0")));
+        db->exec(accountInsert(QStringLiteral("full"), quota, QStringLiteral("1, 10485760, 1000000")));
+        db->exec(accountInsert(QStringLiteral("unset"), quota, QStringLiteral("NULL, NULL, 0")));
         program.start();
         AccountsFixture ui(program);
 
@@ -67,7 +77,7 @@ private slots:
                  QStringList({"1,1,1,0,3,1.5,15,240,4,/srv/o'brien 100%.txt,,"}));
 
         // Both login columns 0: neither option, whatever the account before chose.
-        ui.selectUser(1);
+        ui.selectUser(8);
         dialog = ui.open("cmdMisc", "frmMiscSetup");
         QCOMPARE(F::values(dialog, {"optOneLogin", "optMaxLogins", "chkDisableOn"}), QStringList({"[ ]", "[ ]", "[x]"}));
         // Disable account clears the disable date (so its option, checked, later stands without one).
@@ -97,10 +107,99 @@ private slots:
         ui.refuse(dialog, QStringLiteral("allow only field must hold a whole number"));
         F::box(dialog, "TxtAllowOnly")->setText(QStringLiteral("2"));
         F::click(dialog, "cmdOK");
-        QVERIFY(!dialog->isVisible());
         QCOMPARE(db->column(QStringLiteral("select login_msg_file || ',' || max_logins_per_ip || ',' || timeout "
                                            "|| ',' || DisableOn from users where username='zeros'")),
                  QStringList({"keep.txt,2,5,"}));
+
+        // No ratio: the controls off, the credit shown as stored. Switched on: bytes over all sessions in Mb,
+        // the credit emptied; every box must hold a number that fits its column.
+        ui.selectUser(5);
+        dialog = ui.open("cmdUpDownRatios", "frmUDRatios");
+        QCOMPARE(F::values(dialog, {"chkEnableUD", "txtUDCrd"}), QStringList({"[ ]", "7"}));
+        F::click(dialog, "chkEnableUD");
+        QCOMPARE(F::values(dialog, {"optBAS", "txtUDCrd", "Label5"}), QStringList({"[x]", "", "Mb"}));
+        F::retype(F::box(dialog, "txtUpload"), QStringLiteral("1"));
+        F::retype(F::box(dialog, "txtUDCrd"), QStringLiteral("1"));
+        ui.refuse(dialog, QStringLiteral("Please make sure all fields are correct."));
+        F::retype(F::box(dialog, "txtDownload"), QStringLiteral("3000000000"));
+        ui.refuse(dialog, QStringLiteral("The Downloads field must hold a whole number"));
+        F::retype(F::box(dialog, "txtDownload"), QStringLiteral("1"));
+        F::box(dialog, "txtUDCrd")->setText(QStringLiteral("1") + QString(303, QLatin1Char('0')));
+        ui.refuse(dialog, QStringLiteral("The Credit field holds a number larger"));
+        F::click(dialog, "cmdCancel");
+
+        // 5 MiB of credit: 5 Mb, 5120 Kb, and stored back exactly.
+        ui.selectUser(1);
+        dialog = ui.open("cmdUpDownRatios", "frmUDRatios");
+        QCOMPARE(F::values(dialog, {"chkEnableUD", "optBAS", "txtUDCrd", "Label5"}), QStringList({"[x]", "[x]", "5", "Mb"}));
+        auto* units = dialog->findChild<QComboBox*>(QStringLiteral("cboChoice"));
+        units->setCurrentIndex(1);
+        emit units->activated(1);
+        QCOMPARE(F::values(dialog, {"txtUDCrd", "Label5"}), QStringList({"5120", "Kb"}));
+        F::click(dialog, "cmdOK");
+        QCOMPARE(ratioRow(*db, QStringLiteral("bytes")), QStringLiteral("BytesOverall,1,3,5242880"));
+
+        // A file count: shown as it is, the unit box off. Switching to a byte kind drops the count; back, the bytes.
+        ui.selectUser(3);
+        dialog = ui.open("cmdUpDownRatios", "frmUDRatios");
+        QCOMPARE(F::values(dialog, {"optFPS", "txtUDCrd", "Label5"}), QStringList({"[x]", "12", "files"}));
+        QVERIFY(!units->isEnabled());
+        F::click(dialog, "optBPS");
+        QCOMPARE(F::box(dialog, "txtUDCrd")->text(), QString());
+        F::retype(F::box(dialog, "txtUDCrd"), QStringLiteral("2"));
+        F::click(dialog, "optFAS");
+        QCOMPARE(F::box(dialog, "txtUDCrd")->text(), QString());
+        F::retype(F::box(dialog, "txtUDCrd"), QStringLiteral("12"));
+        F::click(dialog, "optFPS");
+        F::click(dialog, "cmdOK");
+        QCOMPARE(ratioRow(*db, QStringLiteral("files")), QStringLiteral("FilesPerSession,2,1,12"));
+
+        // An unknown kind counts as no ratio: the controls are off, and OK stores none.
+        ui.selectUser(6);
+        dialog = ui.open("cmdUpDownRatios", "frmUDRatios");
+        QVERIFY(!F::check(dialog, "chkEnableUD")->isChecked() && !F::box(dialog, "txtUpload")->isEnabled());
+        F::click(dialog, "cmdOK");
+        QCOMPARE(ratioRow(*db, QStringLiteral("odd")), QStringLiteral("NULL,0,0,0"));
+
+        // A quota maximum is shown as the shortest text that reads back to it, and an OK
+        // without a change keeps it exactly, however long that text.
+        ui.selectUser(2);
+        dialog = ui.open("cmdQuota", "frmDiskQuota");
+        QCOMPARE(F::box(dialog, "txtQuotaMaximum")->text(), QStringLiteral("0.95367431640625"));
+        F::click(dialog, "cmdOK");
+        QCOMPARE(quotaRow(*db, QStringLiteral("exact")), QStringLiteral("1,1000000"));
+
+        // The current use rounded to three places; switching the unit shows the stored values again, discarding what was typed.
+        ui.selectUser(4);
+        dialog = ui.open("cmdQuota", "frmDiskQuota");
+        QCOMPARE(F::values(dialog, {"chkEnableQuota", "txtQuotaMaximum", "txtQuotaCurrent"}), QStringList({"[x]", "10", "0.954"}));
+        F::retype(F::box(dialog, "txtQuotaMaximum"), QStringLiteral("99"));
+        F::click(dialog, "opK");
+        QCOMPARE(F::values(dialog, {"txtQuotaMaximum", "Label4"}), QStringList({"10240", "Kb"}));
+        F::click(dialog, "optM");
+        F::retype(F::box(dialog, "txtQuotaMaximum"), QStringLiteral("2.5"));
+        F::click(dialog, "cmdOK");
+        QCOMPARE(quotaRow(*db, QStringLiteral("full")), QStringLiteral("1,2621440"));
+
+        // A NULL flag is repaired as soon as the dialog loads; the quota is off.
+        ui.selectUser(7);
+        dialog = ui.open("cmdQuota", "frmDiskQuota");
+        QCOMPARE(quotaRow(*db, QStringLiteral("unset")), QStringLiteral("0,NULL"));
+        QVERIFY(!F::check(dialog, "chkEnableQuota")->isChecked() && !F::box(dialog, "txtQuotaMaximum")->isEnabled());
+        // The checks: an empty maximum with the quota on, fifteen characters, no number, too large.
+        F::click(dialog, "chkEnableQuota");
+        const std::pair<const char*, const char*> checks[] = {{"", "You must enter a value for Maximum Quota when \r\n"},
+                                                              {"123456789012345", "Maximum Quota field"},
+                                                              {"1.2.3", "must be a number"},
+                                                              {"9999999999999", "larger than the database can hold"}};
+        for (const auto& [typed, message] : checks) {
+            F::box(dialog, "txtQuotaMaximum")->setText(QLatin1String(typed));
+            ui.refuse(dialog, QLatin1String(message));
+        }
+        // Off stores 0 and 0, whatever the box holds.
+        F::click(dialog, "chkEnableQuota");
+        F::click(dialog, "cmdOK");
+        QCOMPARE(quotaRow(*db, QStringLiteral("unset")), QStringLiteral("0,0"));
     }
 
     // The installation took its form of dates under en_GB; the dialog runs under en_US, and writes and
@@ -146,113 +245,6 @@ private slots:
         QCOMPARE(F::box(ui.open("cmdMisc", "frmMiscSetup"), "txtExpDate")->text(), written);
     }
 
-    // Accounts sort as bytes, exact, files, full, none, odd, unset.
-    void ratiosAndQuota_data() { addEngineRows(); }
-    void ratiosAndQuota()
-    {
-        ProgramUnderTest program;
-        QUILLMERE_OPEN_DATABASE(db, program.env);
-        const QString ratio = QStringLiteral("ratio_type, ratio_up, ratio_down, ratio_current_credit");
-        const QString quota = QStringLiteral("use_quota, quota_max, quota_current");
-        db->exec(accountInsert(QStringLiteral("bytes"), ratio, QStringLiteral("'BytesOverall', 1, 3, 5242880")));
-        db->exec(accountInsert(QStringLiteral("files"), ratio, QStringLiteral("'FilesPerSession', 2, 1, 12")));
-        db->exec(accountInsert(QStringLiteral("none"), QStringLiteral("ratio_current_credit"), QStringLiteral("7")));
-        db->exec(accountInsert(QStringLiteral("odd"), QStringLiteral("ratio_type"), QStringLiteral("'Sometimes'")));
-        db->exec(accountInsert(QStringLiteral("exact"), quota, QStringLiteral("1, 1000000, 0")));
-        db->exec(accountInsert(QStringLiteral("full"), quota, QStringLiteral("1, 10485760, 1000000")));
-        db->exec(accountInsert(QStringLiteral("unset"), quota, QStringLiteral("NULL, NULL, 0")));
-        program.start();
-        AccountsFixture ui(program);
-        // No ratio: the controls off, the credit shown as stored. Switched on: bytes over all sessions in Mb,
-        // the credit emptied; every box must hold a number that fits its column.
-        ui.selectUser(4);
-        QWidget* dialog = ui.open("cmdUpDownRatios", "frmUDRatios");
-        QCOMPARE(F::values(dialog, {"chkEnableUD", "txtUDCrd"}), QStringList({"[ ]", "7"}));
-        F::click(dialog, "chkEnableUD");
-        QCOMPARE(F::values(dialog, {"optBAS", "txtUDCrd", "Label5"}), QStringList({"[x]", "", "Mb"}));
-        F::retype(F::box(dialog, "txtUpload"), QStringLiteral("1"));
-        F::retype(F::box(dialog, "txtUDCrd"), QStringLiteral("1"));
-        ui.refuse(dialog, QStringLiteral("Please make sure all fields are correct."));
-        F::retype(F::box(dialog, "txtDownload"), QStringLiteral("3000000000"));
-        ui.refuse(dialog, QStringLiteral("The Downloads field must hold a whole number"));
-        F::retype(F::box(dialog, "txtDownload"), QStringLiteral("1"));
-        F::box(dialog, "txtUDCrd")->setText(QStringLiteral("1") + QString(303, QLatin1Char('0')));
-        ui.refuse(dialog, QStringLiteral("The Credit field holds a number larger"));
-        F::click(dialog, "cmdCancel");
-
-        // 5 MiB of credit: 5 Mb, 5120 Kb, and stored back exactly.
-        ui.selectUser(0);
-        dialog = ui.open("cmdUpDownRatios", "frmUDRatios");
-        QCOMPARE(F::values(dialog, {"chkEnableUD", "optBAS", "txtUDCrd", "Label5"}), QStringList({"[x]", "[x]", "5", "Mb"}));
-        auto* units = dialog->findChild<QComboBox*>(QStringLiteral("cboChoice"));
-        units->setCurrentIndex(1);
-        emit units->activated(1);
-        QCOMPARE(F::values(dialog, {"txtUDCrd", "Label5"}), QStringList({"5120", "Kb"}));
-        F::click(dialog, "cmdOK");
-        QCOMPARE(ratioRow(*db, QStringLiteral("bytes")), QStringLiteral("BytesOverall,1,3,5242880"));
-
-        // A file count: shown as it is, the unit box off. Switching to a byte kind drops the count; back, the bytes.
-        ui.selectUser(2);
-        dialog = ui.open("cmdUpDownRatios", "frmUDRatios");
-        QCOMPARE(F::values(dialog, {"optFPS", "txtUDCrd", "Label5"}), QStringList({"[x]", "12", "files"}));
-        QVERIFY(!units->isEnabled());
-        F::click(dialog, "optBPS");
-        QCOMPARE(F::box(dialog, "txtUDCrd")->text(), QString());
-        F::retype(F::box(dialog, "txtUDCrd"), QStringLiteral("2"));
-        F::click(dialog, "optFAS");
-        QCOMPARE(F::box(dialog, "txtUDCrd")->text(), QString());
-        F::retype(F::box(dialog, "txtUDCrd"), QStringLiteral("12"));
-        F::click(dialog, "optFPS");
-        F::click(dialog, "cmdOK");
-        QCOMPARE(ratioRow(*db, QStringLiteral("files")), QStringLiteral("FilesPerSession,2,1,12"));
-
-        // An unknown kind counts as no ratio: the controls are off, and OK stores none.
-        ui.selectUser(5);
-        dialog = ui.open("cmdUpDownRatios", "frmUDRatios");
-        QVERIFY(!F::check(dialog, "chkEnableUD")->isChecked() && !F::box(dialog, "txtUpload")->isEnabled());
-        F::click(dialog, "cmdOK");
-        QCOMPARE(ratioRow(*db, QStringLiteral("odd")), QStringLiteral("NULL,0,0,0"));
-
-        // A quota maximum is shown as the shortest text that reads back to it, and an OK
-        // without a change keeps it exactly, however long that text.
-        ui.selectUser(1);
-        dialog = ui.open("cmdQuota", "frmDiskQuota");
-        QCOMPARE(F::box(dialog, "txtQuotaMaximum")->text(), QStringLiteral("0.95367431640625"));
-        F::click(dialog, "cmdOK");
-        QCOMPARE(quotaRow(*db, QStringLiteral("exact")), QStringLiteral("1,1000000"));
-
-        // The current use rounded to three places; switching the unit shows the stored values again, discarding what was typed.
-        ui.selectUser(3);
-        dialog = ui.open("cmdQuota", "frmDiskQuota");
-        QCOMPARE(F::values(dialog, {"chkEnableQuota", "txtQuotaMaximum", "txtQuotaCurrent"}), QStringList({"[x]", "10", "0.954"}));
-        F::retype(F::box(dialog, "txtQuotaMaximum"), QStringLiteral("99"));
-        F::click(dialog, "opK");
-        QCOMPARE(F::values(dialog, {"txtQuotaMaximum", "Label4"}), QStringList({"10240", "Kb"}));
-        F::click(dialog, "optM");
-        F::retype(F::box(dialog, "txtQuotaMaximum"), QStringLiteral("2.5"));
-        F::click(dialog, "cmdOK");
-        QCOMPARE(quotaRow(*db, QStringLiteral("full")), QStringLiteral("1,2621440"));
-
-        // A NULL flag is repaired as soon as the dialog loads; the quota is off.
-        ui.selectUser(6);
-        dialog = ui.open("cmdQuota", "frmDiskQuota");
-        QCOMPARE(quotaRow(*db, QStringLiteral("unset")), QStringLiteral("0,NULL"));
-        QVERIFY(!F::check(dialog, "chkEnableQuota")->isChecked() && !F::box(dialog, "txtQuotaMaximum")->isEnabled());
-        // The checks: an empty maximum with the quota on, fifteen characters, no number, too large.
-        F::click(dialog, "chkEnableQuota");
-        const std::pair<const char*, const char*> checks[] = {{"", "You must enter a value for Maximum Quota when \r\n"},
-                                                              {"123456789012345", "Maximum Quota field"},
-                                                              {"1.2.3", "must be a number"},
-                                                              {"9999999999999", "larger than the database can hold"}};
-        for (const auto& [typed, message] : checks) {
-            F::box(dialog, "txtQuotaMaximum")->setText(QLatin1String(typed));
-            ui.refuse(dialog, QLatin1String(message));
-        }
-        // Off stores 0 and 0, whatever the box holds.
-        F::click(dialog, "chkEnableQuota");
-        F::click(dialog, "cmdOK");
-        QCOMPARE(quotaRow(*db, QStringLiteral("unset")), QStringLiteral("0,0"));
-    }
 };
 
 QUILLMERE_TEST(TestLimitDialogs)
