@@ -44,6 +44,7 @@ private slots:
         ui.selectUser(0);
         QCOMPARE(ui.notes()->toPlainText().size(), longNotes ? 40000 : notes.size());
         QCOMPARE(ui.label("lblNotesCut")->isVisibleTo(&ui.main()), longNotes);
+        QCOMPARE(program.env.log.contains(QStringLiteral("notes of 'alice' cut to 40000 characters for showing")), longNotes);
         ui.click("cmdStore");
         QCOMPARE(storedNotes(), notes);
         ui.notes()->setPlainText(QStringLiteral("short now"));

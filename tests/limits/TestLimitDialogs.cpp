@@ -8,7 +8,6 @@
 #include <QPointer>
 
 using F = AccountsFixture;
-using prompt::Answer;
 
 // The account options, transfer ratios and disk quota dialogs: what they load and store, units and
 // conversions, the checks of OK in their order, and the dates picked in the calendar. Options toggled,
