@@ -14,7 +14,6 @@
 #include <QLineEdit>
 #include <QListWidget>
 #include <QPlainTextEdit>
-#include <QPushButton>
 #include <QRadioButton>
 #include <QTest>
 
@@ -47,36 +46,46 @@ public:
     // Clicks a button or box of the page once the page's timer has enabled it, as an administrator would wait.
     void click(const char* name)
     {
-        auto* target = control<QAbstractButton>(QLatin1String(name));
-        if (!QTest::qWaitFor([target] { return target->isEnabled(); }, 2000))
+        if (!QTest::qWaitFor([this, name] { return enabled(name); }, 2000))
             QTest::qFail(qPrintable(QStringLiteral("%1 stays disabled").arg(QLatin1String(name))), __FILE__, __LINE__);
-        click(target);
+        click(&main(), name);
     }
     // Clicks a button of a window; a check box or option button on its box, where a
     // person clicks it (its row may be stretched far wider than its caption).
     static void click(QWidget* window, const char* name)
     {
-        if (auto* target = window->findChild<QAbstractButton*>(QLatin1String(name)))
-            click(target);
-        else
-            QTest::qFail(name, __FILE__, __LINE__);
-    }
-    static void click(QAbstractButton* target)
-    {
+        auto* target = window->findChild<QAbstractButton*>(QLatin1String(name));
+        if (!target)
+            return QTest::qFail(name, __FILE__, __LINE__);
         const bool hasBox = qobject_cast<QCheckBox*>(target) || qobject_cast<QRadioButton*>(target);
         QTest::mouseClick(target, Qt::LeftButton, {}, hasBox ? QPoint(8, target->height() / 2) : target->rect().center());
     }
 
-    // Clicks one of the page's dialog buttons and returns the dialog it showed, once laid out.
-    QWidget* open(const char* button, const char* dialogName)
+    // The window of that name once it is shown and laid out, or none.
+    static QWidget* shown(const char* dialogName)
     {
-        click(button);
         for (QWidget* window : QApplication::topLevelWidgets()) {
             if (window->objectName() == QLatin1String(dialogName) && window->isVisible() && QTest::qWaitForWindowExposed(window))
                 return window;
         }
-        QTest::qFail(dialogName, __FILE__, __LINE__);
         return nullptr;
+    }
+    // Clicks one of the page's dialog buttons and returns the dialog it showed.
+    QWidget* open(const char* button, const char* dialogName)
+    {
+        click(button);
+        QWidget* window = shown(dialogName);
+        if (!window)
+            QTest::qFail(dialogName, __FILE__, __LINE__);
+        return window;
+    }
+    // Clicks OK in a dialog that must refuse with this message and stay open.
+    void refuse(QWidget* dialog, const QString& message)
+    {
+        prompter().reset();
+        prompter().answerMessage(prompt::Answer::Ok, message);
+        click(dialog, "cmdOK");
+        QVERIFY2(dialog->isVisible() && prompter().unusedSteps() == 0, qPrintable(message));
     }
 
     // Clicks a row of a list, as a mouse would.
@@ -120,19 +129,6 @@ public:
         QApplication::sendEvent(target, &out);
     }
 
-    // The rights check boxes that are checked, as letters plus "I" for Inherit.
-    QString checkedBoxes()
-    {
-        QString letters;
-        const std::pair<const char*, char> boxes[] = {{"chkRead", 'R'}, {"chkWrite", 'W'}, {"chkAppend", 'A'}, {"chkDelete", 'M'}, {"chkExecute", 'E'},
-                                                      {"chkList", 'L'}, {"chkMake", 'C'},  {"chkRemove", 'D'}, {"chkInherit", 'I'}};
-        for (const auto& [name, letter] : boxes) {
-            if (control<QCheckBox>(QLatin1String(name))->isChecked())
-                letters += QLatin1Char(letter);
-        }
-        return letters;
-    }
-
     // A dialog's box or button by name, and what its named controls show: a box's or
     // label's text, "[x]" or "[ ]" for a check or option button.
     static QLineEdit* box(QWidget* dialog, const char* name) { return dialog->findChild<QLineEdit*>(QLatin1String(name)); }
@@ -148,8 +144,6 @@ public:
                 shown << text->text();
             else if (auto* button = qobject_cast<QAbstractButton*>(control))
                 shown << QLatin1String(button->isChecked() ? "[x]" : "[ ]");
-            else
-                shown << QStringLiteral("no control %1").arg(QLatin1String(name));
         }
         return shown;
     }
@@ -173,10 +167,6 @@ inline QString accountInsert(const QString& name, const QString& columns = {}, c
     return QStringLiteral("INSERT INTO users (username, homedir, password, max_concurrent, max_logins_per_ip%1) VALUES (%2, %3, %4, 1, 1%5)")
         .arg(columns.isEmpty() ? QString() : QStringLiteral(", ") + columns, sqlQuote(name), sqlQuote(home), sqlQuote(password),
              values.isEmpty() ? QString() : QStringLiteral(", ") + values);
-}
-inline void addAccount(TestDatabase& db, const QString& name, const QString& home, const QString& password = QStringLiteral("pw"))
-{
-    db.exec(accountInsert(name, {}, {}, home, password));
 }
 inline void addEntry(TestDatabase& db, const QString& name, const QString& directory, const QString& rights, int inherit)
 {
