@@ -184,34 +184,9 @@ private slots:
         QCOMPARE(env().dates.pattern(), QStringLiteral("yyyy-MM-dd"));
     }
 
-    void bothIniFilesAskWhichOne_data()
-    {
-        QTest::addColumn<prompt::Answer>("answer");
-        QTest::addColumn<QString>("chosen");
-        QTest::addColumn<QString>("other");
-        // Both names are found in any case.
-        QTest::newRow("yes, serv-u.ini") << prompt::Answer::Yes << "SERV-U.INI" << "servudaemon.ini";
-        QTest::newRow("no, ServUDaemon.ini") << prompt::Answer::No << "servudaemon.ini" << "SERV-U.INI";
-    }
-    void bothIniFilesAskWhichOne()
-    {
-        QFETCH(prompt::Answer, answer);
-        QFETCH(QString, chosen);
-        QFETCH(QString, other);
-        const QByteArray old("[external]\r\nClientCheckDLL1=Other.dll\r\n");
-        const QString folder = configuredServer(old, chosen) + QLatin1Char('/');
-        write(folder + other, old);
-        prompter().answerMessage(answer, QStringLiteral("There were two Serv-U INI files found.\r\n\r\nWould you like to use \"Serv-u.INI\"?\r\n"
-                                                        "Press \"No\" to use \"Servudaemon.ini\""));
-        commitAnswering(prompt::Answer::Ok, QStringLiteral("You must restart"));
-        QCOMPARE(setting("ini_path"), folder + chosen);
-        QCOMPARE(contents(folder + chosen), QByteArray("[external]\r\nClientCheckDLL1=Gatewick.dll\r\nClientCheckDLL1=Other.dll\r\n\r\n\r\n"));
-        QCOMPARE(contents(folder + other), old);
-    }
-
     // The folders are checked before anything is saved. Without an INI file the folders and the
-    // plug-in are saved; No ends the commit there, Yes picks another folder and commits again,
-    // and a database that cannot be opened keeps the window open with the settings saved.
+    // plug-in are saved; No ends the commit there. A database that cannot be opened keeps the
+    // window open, with the settings and the INI file's edit saved.
     void refusedCommits()
     {
         const QString folder = configuredServer("x", QStringLiteral("notes.txt"));
@@ -242,18 +217,25 @@ private slots:
         QCOMPARE(setting("servu_path"), folder + QDir::separator());
         QVERIFY(QFile::exists(folder + QStringLiteral("/Gatewick.dll")));
 
-        const QString otherIni = env().path(QStringLiteral("other-servu/servudaemon.ini"));
-        QDir().mkpath(env().path(QStringLiteral("other-servu")));
-        write(otherIni, {});
+        // Yes picks another folder and commits again. Of its two INI files, found in any case, the
+        // administrator picks serv-u.ini.
+        const QString other = env().path(QStringLiteral("other-servu/"));
+        const QByteArray old("[external]\r\nClientCheckDLL1=Other.dll\r\n");
+        QDir().mkpath(other);
+        write(other + QStringLiteral("SERV-U.INI"), old);
+        write(other + QStringLiteral("servudaemon.ini"), old);
         connectionString()->setPlainText(QStringLiteral("Provider=SQLite;Data Source=/no/such/accounts.db"));
         prompter().reset();
-        prompter().answerMessage(prompt::Answer::Yes, QStringLiteral("The Serv-u.ini file was not found"))
-            .answerFolder(env().path(QStringLiteral("other-servu")));
+        prompter().answerMessage(prompt::Answer::Yes, QStringLiteral("The Serv-u.ini file was not found")).answerFolder(other);
+        prompter().answerMessage(prompt::Answer::Yes, QStringLiteral("There were two Serv-U INI files found.\r\n\r\n"
+                                                                     "Would you like to use \"Serv-u.INI\"?\r\nPress \"No\" to use \"Servudaemon.ini\""));
         window().show();
         commitAnswering(prompt::Answer::Ok, QStringLiteral("The database could not be opened please recheck your connectionstring"));
         QVERIFY(window().isVisible());
-        QCOMPARE(setting("ini_path"), otherIni);
-        QCOMPARE(contents(otherIni), QByteArray("[EXTERNAL]\r\nClientCheckDLL1=Gatewick.dll\r\n\r\n\r\n"));
+        QCOMPARE(setting("ini_path"), other + QStringLiteral("SERV-U.INI"));
+        QCOMPARE(contents(other + QStringLiteral("SERV-U.INI")),
+                 QByteArray("[external]\r\nClientCheckDLL1=Gatewick.dll\r\nClientCheckDLL1=Other.dll\r\n\r\n\r\n"));
+        QCOMPARE(contents(other + QStringLiteral("servudaemon.ini")), old);
         QCOMPARE(env().settings.readConnectionString(), QStringLiteral("Provider=SQLite;Data Source=/no/such/accounts.db"));
     }
 

@@ -98,19 +98,16 @@ private slots:
     }
 
     // A part counts by its leading number, so only a wrong count of dots, a number past 255
-    // (however long) and a sign refuse a text.
+    // (however long) and a sign refuse a text; the walk below types the other verdicts.
     void verdicts_data()
     {
         QTest::addColumn<QString>("text");
         QTest::addColumn<IpTextVerdict>("verdict");
         QTest::newRow("empty") << "" << IpTextVerdict::Empty;
         QTest::newRow("bounds") << "0.0.255.255" << IpTextVerdict::Accepted;
-        QTest::newRow("three parts") << "192.168.1" << IpTextVerdict::RejectedWithBeep;
-        QTest::newRow("part above 255") << "1.2.3.256" << IpTextVerdict::RejectedSilently;
         QTest::newRow("huge part") << "1.99999999999999999999.1.1" << IpTextVerdict::RejectedSilently;
         QTest::newRow("negative part") << "1.-2.3.4" << IpTextVerdict::RejectedSilently;
         QTest::newRow("empty part") << "1..2.3" << IpTextVerdict::Accepted;
-        QTest::newRow("network") << "10.0.0.0/8" << IpTextVerdict::Accepted;
         QTest::newRow("blanks before a part") << " 1. 2.3.4" << IpTextVerdict::Accepted;
     }
     void verdicts()
@@ -222,7 +219,7 @@ private slots:
     }
 
     // Up and Down move the selected rule and keep it selected, never past either end; the
-    // buttons follow the selection, which a click into the box drops.
+    // buttons follow the selection, which a click into the box drops; Escape means Cancel.
     void editingTheList()
     {
         startConfigured();
@@ -251,6 +248,8 @@ private slots:
         prompter().answerMessage(prompt::Answer::Ok, QStringLiteral("The help file is missing."));
         click("cmdHelp");
         QCOMPARE(prompter().unusedSteps(), 0);
+        QTest::keyClick(m_dialog.get(), Qt::Key_Escape);
+        QVERIFY(!m_dialog->isVisible());
     }
 };
 
