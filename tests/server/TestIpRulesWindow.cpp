@@ -3,33 +3,23 @@
 #include "TestMain.h"
 #include "TestTimers.h"
 
+#include "app/MainWindow.h"
 #include "db/SqlText.h"
 #include "server/IpRuleText.h"
 #include "server/IpRulesWindow.h"
-#include "app/MainWindow.h"
 
 #include <QLineEdit>
 #include <QListWidget>
 #include <QPushButton>
-#include <QRegularExpression>
 #include <QTest>
 
-#include <algorithm>
 #include <memory>
 
 Q_DECLARE_METATYPE(IpTextVerdict)
-Q_DECLARE_METATYPE(IpRulesWindow::Scope)
 
-namespace {
-
-const QString Owner = QStringLiteral("ann o'hara");
-const QString Other = QStringLiteral("bob");
-
-} // namespace
-
-// The IP rule dialogs of one account and of the whole server, driven as an
-// administrator drives them: typing into the entry box, clicking the buttons, and
-// reading back what OK stored.
+// The IP rule dialog of one account, driven as an administrator drives it: typing into the
+// entry box, clicking the buttons, and reading back what OK stored. The global dialog's
+// save is the configuration window's test.
 class TestIpRulesWindow : public QObject
 {
     Q_OBJECT
@@ -43,19 +33,19 @@ class TestIpRulesWindow : public QObject
     QLineEdit* entry() { return control<QLineEdit>("txtIPaddress"); }
     QListWidget* list() { return control<QListWidget>("lstRules"); }
 
-    // A running program on the template database, without accounts, and the dialog of the scope.
-    void startConfigured(IpRulesWindow::Scope scope = IpRulesWindow::Scope::Global)
+    // A running program on the template database, without accounts, and the dialog.
+    void startConfigured()
     {
         m_program = std::make_unique<ProgramUnderTest>();
         m_program->configure();
         m_program->start();
-        open(scope);
+        open();
     }
-    // Opens a dialog as its button will: load, show, and the administrator's focus in it.
-    void open(IpRulesWindow::Scope scope)
+    // Opens the dialog as its button does: load, show, and the administrator's focus in it.
+    void open()
     {
         if (!m_dialog)
-            m_dialog = std::make_unique<IpRulesWindow>(m_program->env.context, m_program->windows.main().pageState(), scope);
+            m_dialog = std::make_unique<IpRulesWindow>(m_program->env.context, m_program->windows.main().pageState(), IpRulesWindow::Scope::Account);
         m_dialog->popList();
         m_dialog->show();
         m_dialog->activateWindow();
@@ -107,23 +97,18 @@ private slots:
         m_program.reset();
     }
 
+    // A part counts by its leading number, so only a wrong count of dots, a number past 255
+    // (however long) and a sign refuse a text; the walk below types the other verdicts.
     void verdicts_data()
     {
         QTest::addColumn<QString>("text");
         QTest::addColumn<IpTextVerdict>("verdict");
         QTest::newRow("empty") << "" << IpTextVerdict::Empty;
-        QTest::newRow("address") << "192.168.1.10" << IpTextVerdict::Accepted;
         QTest::newRow("bounds") << "0.0.255.255" << IpTextVerdict::Accepted;
-        QTest::newRow("three parts") << "192.168.1" << IpTextVerdict::RejectedWithBeep;
-        QTest::newRow("five parts") << "1.2.3.4.5" << IpTextVerdict::RejectedWithBeep;
-        QTest::newRow("part above 255") << "1.2.3.256" << IpTextVerdict::RejectedSilently;
         QTest::newRow("huge part") << "1.99999999999999999999.1.1" << IpTextVerdict::RejectedSilently;
         QTest::newRow("negative part") << "1.-2.3.4" << IpTextVerdict::RejectedSilently;
         QTest::newRow("empty part") << "1..2.3" << IpTextVerdict::Accepted;
-        QTest::newRow("network") << "10.0.0.0/8" << IpTextVerdict::Accepted;
         QTest::newRow("blanks before a part") << " 1. 2.3.4" << IpTextVerdict::Accepted;
-        QTest::newRow("wildcards") << "10.2.*.*" << IpTextVerdict::Accepted;
-        QTest::newRow("number ends the part") << "1.2.3.25x9" << IpTextVerdict::Accepted;
     }
     void verdicts()
     {
@@ -131,82 +116,49 @@ private slots:
         QTEST(validateIpText(text), "verdict");
     }
 
-    void designTimeTexts_data()
-    {
-        QTest::addColumn<IpRulesWindow::Scope>("scope");
-        QTest::addColumn<QString>("name");
-        QTest::addColumn<QString>("caption");
-        QTest::addColumn<QString>("frame");
-        QTest::newRow("account") << IpRulesWindow::Scope::Account << "frmIPAccess" << "Setup IP Blocking " << "Access Rules";
-        QTest::newRow("global") << IpRulesWindow::Scope::Global << "frmGlobalIPAccess" << "Global IP Blocking" << "Global Access Rules";
-    }
-    void designTimeTexts()
-    {
-        QFETCH(IpRulesWindow::Scope, scope);
-        startConfigured(scope);
-        QTEST(m_dialog->objectName(), "name");
-        QTEST(m_dialog->windowTitle(), "caption");
-        QTEST(control<QWidget>("Frame1")->property("title").toString(), "frame");
-        const QList<QPair<const char*, const char*>> texts{
-            {"Frame2", "Add IP Address"}, {"cmdUp", "Up"}, {"cmdDown", "Down"}, {"cmdRemove", "Remove"}, {"cmdAdd", "Add"},
-            {"cmdOK", "OK"}, {"cmdCancel", "Cancel"}, {"cmdHelp", "Help"}, {"Label1", "-->"}, {"Label2", "<--"},
-            {"Label3", "IP Address"}, {"Label4", "Rule list"}};
-        for (const auto& [object, text] : texts) {
-            const QWidget* shown = control<QWidget>(object);
-            QCOMPARE(shown->property(shown->inherits("QGroupBox") ? "title" : "text").toString(), QLatin1String(text));
-        }
-        // The manual is not installed beside the test program.
-        prompter().answerMessage(prompt::Answer::Ok, QStringLiteral("The help file is missing."));
-        click("cmdHelp");
-        QCOMPARE(prompter().unusedSteps(), 0);
-    }
-
-    // One account's rules: OK stores the list as a whole, in order, for the account the
-    // dialog was opened for; a save the database refuses lands not at all.
+    // OK stores the list as a whole, in order, for the account the dialog was opened for;
+    // a save the database refuses lands not at all.
     void accountRulesAreStoredWhole_data() { addEngineRows(); }
     void accountRulesAreStoredWhole()
     {
+        const QString owner = QStringLiteral("ann o'hara");
+        const QString other = QStringLiteral("bob");
         m_program = std::make_unique<ProgramUnderTest>();
         QUILLMERE_OPEN_DATABASE(db, m_program->env);
         m_db = std::move(db);
         // Two accounts (the first, shown at start, has a quote in its name) and rules that are not theirs.
-        for (const QString& name : {Owner, Other})
+        for (const QString& name : {owner, other})
             m_db->exec(QStringLiteral("INSERT INTO users (username, homedir, password, max_concurrent, max_logins_per_ip) "
                                       "VALUES (%1, 'c:\\ftp', 'pw', 1, 1)").arg(sqlQuote(name)));
         for (const char* row : {"'bob', '10.9.9.9'", "'*', '10.8.8.8'"})
             m_db->exec(QStringLiteral("insert into blocked_ips_by_user (username, ip) values (%1)").arg(QLatin1String(row)));
-        m_db->exec(QStringLiteral("insert into blocked_ips (ip) values ('172.16.0.1')"));
         m_program->start();
-        open(IpRulesWindow::Scope::Account);
-        QCOMPARE(m_dialog->boundUser(), Owner);
+        open();
+        QCOMPARE(m_dialog->boundUser(), owner);
         QCOMPARE(shownRules(), QStringList());
         // OK on the empty list deletes what the account has, whoever stored it meanwhile.
-        m_db->exec(QStringLiteral("insert into blocked_ips_by_user (username, ip) values (%1, '1.1.1.1')").arg(sqlQuote(Owner)));
+        m_db->exec(QStringLiteral("insert into blocked_ips_by_user (username, ip) values (%1, '1.1.1.1')").arg(sqlQuote(owner)));
         click("cmdOK");
         QVERIFY(!m_dialog->isVisible());
-        QCOMPARE(storedRules(Owner), QStringList());
+        QCOMPARE(storedRules(owner), QStringList());
 
-        open(IpRulesWindow::Scope::Account);
+        open();
         add({"30.0.0.3", "10.0.0.1", "20.0.0.2"});
         QCOMPARE(entry()->text(), QString());
-        QVERIFY(m_program->env.log.contains(QStringLiteral("code to add entry")));
         // The administrator looks at another account before OK: the rules stay with the first.
         auto* users = m_program->windows.main().findChild<QListWidget*>(QStringLiteral("lstUsers"));
         QTest::mouseClick(users->viewport(), Qt::LeftButton, {}, users->visualItemRect(users->item(1)).center());
-        QCOMPARE(m_program->windows.main().pageState().currentUser, Other);
+        QCOMPARE(m_program->windows.main().pageState().currentUser, other);
         click("cmdOK");
-        QVERIFY(!m_dialog->isVisible());
         const QStringList ordered{"30.0.0.3", "10.0.0.1", "20.0.0.2"};
-        QCOMPARE(storedRules(Owner), ordered);
-        QCOMPARE(storedRules(Other), QStringList({"10.9.9.9"}));
+        QCOMPARE(storedRules(owner), ordered);
+        QCOMPARE(storedRules(other), QStringList({"10.9.9.9"}));
         QCOMPARE(storedRules(QStringLiteral("*")), QStringList({"10.8.8.8"}));
-
-        // Opened again for the other account, then for the first: each sees its own, in order.
-        open(IpRulesWindow::Scope::Account);
+        // Opened again, for the other account now: it sees its own.
+        open();
         QCOMPARE(shownRules(), QStringList({"10.9.9.9"}));
         QTest::mouseClick(users->viewport(), Qt::LeftButton, {}, users->visualItemRect(users->item(0)).center());
-        open(IpRulesWindow::Scope::Account);
-        QCOMPARE(m_dialog->boundUser(), Owner);
+        open();
         QCOMPARE(shownRules(), ordered);
 
         // The database refuses one rule: the stored ones move behind it, and nothing of the save lands.
@@ -226,104 +178,78 @@ private slots:
         QCOMPARE(prompter().unusedSteps(), 0);
         QVERIFY(m_dialog->isVisible());
         QCOMPARE(shownRules(), QStringList({"6.6.6.6", "7.7.7.7", "30.0.0.3", "10.0.0.1", "20.0.0.2"}));
-        QCOMPARE(storedRules(Owner), ordered);
-        QCOMPARE(storedRules(Other), QStringList({"10.9.9.9"}));
+        QCOMPARE(storedRules(owner), ordered);
+        QCOMPARE(storedRules(other), QStringList({"10.9.9.9"}));
         selectRule(0);
         click("cmdRemove");
         click("cmdOK");
         QVERIFY(!m_dialog->isVisible());
-        QCOMPARE(storedRules(Owner), QStringList({"7.7.7.7"}) + ordered);
+        QCOMPARE(storedRules(owner), QStringList({"7.7.7.7"}) + ordered);
     }
 
-    void enteredTextIsJudged_data()
-    {
-        QTest::addColumn<QString>("typed");
-        QTest::addColumn<QString>("kept"); // what the box holds: only digits, dots and a slash, at most 15
-        QTest::addColumn<bool>("byEnter");
-        QTest::addColumn<bool>("added");
-        QTest::addColumn<int>("beeps");
-        // One row per verdict of validateIpText; the verdicts themselves are tested above.
-        QTest::newRow("accepted on leaving the box") << "10.0.0.0/8" << "10.0.0.0/8" << false << true << 1;
-        QTest::newRow("accepted by Enter") << "1a0.*0.x0.-0/B8" << "10.0.0.0/8" << true << true << 1;
-        QTest::newRow("rejected with a beep") << "1234567890.1234567890" << "1234567890.1234" << false << false << 1;
-        QTest::newRow("rejected silently") << "1.2.3.256" << "1.2.3.256" << false << false << 0;
-    }
+    // Only digits, dots and a slash reach the box, 15 at most. Leaving it (for Add, or by
+    // Enter) judges the text: accepted with a beep, refused with one, or refused silently.
+    // A refused text keeps the focus, and the click that tried to take it does nothing;
+    // Cancel leaves without a judgement.
     void enteredTextIsJudged()
     {
-        QFETCH(QString, typed);
-        QFETCH(QString, kept);
-        QFETCH(bool, byEnter);
-        QFETCH(bool, added);
-        QFETCH(int, beeps);
         startConfigured();
-        type(typed);
-        QCOMPARE(entry()->text(), kept);
-        // Every key that passes the filter leaves a line in the log.
-        const auto& log = m_program->env.log.lines();
-        QCOMPARE(std::count_if(log.begin(), log.end(), [](const QString& line) { return line.endsWith(QLatin1String(":  Only numbers and .")); }),
-                 typed.count(QRegularExpression(QStringLiteral("[0-9./]"))));
-        if (byEnter)
-            QTest::keyClick(entry(), Qt::Key_Return);
-        else
-            click("cmdAdd");
-        QCOMPARE(shownRules(), added ? QStringList({kept}) : QStringList());
-        QCOMPARE(prompter().beeps(), beeps);
-        QVERIFY(m_dialog->isVisible());
-        if (added)
-            return;
-        // A refused text keeps the focus, and OK does not act on the click that tried to take it.
-        QVERIFY(entry()->hasFocus());
-        QCOMPARE(entry()->text(), kept);
-        click("cmdOK");
-        QVERIFY(m_dialog->isVisible());
-        QVERIFY(entry()->hasFocus());
-        QCOMPARE(prompter().beeps(), beeps * 2);
-        // Cancel leaves without a judgement.
+        type(QStringLiteral("10.0.0.0/8"));
+        click("cmdAdd");
+        type(QStringLiteral("1a0.*0.x0.-0/B9"));
+        QCOMPARE(entry()->text(), QStringLiteral("10.0.0.0/9"));
+        QTest::keyClick(entry(), Qt::Key_Return);
+        QCOMPARE(shownRules(), QStringList({"10.0.0.0/8", "10.0.0.0/9"}));
+        QCOMPARE(prompter().beeps(), 2);
+        for (const auto& [typed, kept, beeps] : {std::tuple{"1.2.3.256", "1.2.3.256", 0}, std::tuple{"1234567890.1234567890", "1234567890.1234", 1}}) {
+            const int before = prompter().beeps();
+            type(QLatin1String(typed));
+            QCOMPARE(entry()->text(), QLatin1String(kept));
+            for (const char* button : {"cmdAdd", "cmdOK"}) {
+                click(button);
+                QVERIFY(m_dialog->isVisible());
+                QVERIFY(entry()->hasFocus());
+            }
+            QCOMPARE(shownRules().size(), 2);
+            QCOMPARE(prompter().beeps(), before + 2 * beeps);
+        }
         click("cmdCancel");
         QVERIFY(!m_dialog->isVisible());
-        QCOMPARE(prompter().beeps(), beeps * 2);
+        QCOMPARE(prompter().beeps(), 4);
     }
 
+    // Up and Down move the selected rule and keep it selected, never past either end; the
+    // buttons follow the selection, which a click into the box drops; Escape means Cancel.
     void editingTheList()
     {
         startConfigured();
-        add({"1.1.1.1", "2.2.2.2", "3.3.3.3"});
+        const QStringList added{"1.1.1.1", "2.2.2.2", "3.3.3.3"};
+        add(added);
         fireTimer(m_dialog.get(), QStringLiteral("tmrRules"));
         for (const char* name : {"cmdUp", "cmdDown", "cmdRemove", "cmdAdd"})
             QVERIFY2(!control(name)->isEnabled(), name);
-        // Up on the first and Down on the last change nothing.
-        selectRule(0);
-        for (const char* name : {"cmdUp", "cmdDown", "cmdRemove"})
-            QVERIFY2(control(name)->isEnabled(), name);
-        click("cmdUp");
-        QCOMPARE(shownRules(), QStringList({"1.1.1.1", "2.2.2.2", "3.3.3.3"}));
-        selectRule(2);
-        click("cmdDown");
-        QCOMPARE(shownRules(), QStringList({"1.1.1.1", "2.2.2.2", "3.3.3.3"}));
-        // A moved rule stays selected at its new place.
-        click("cmdUp");
-        QCOMPARE(shownRules(), QStringList({"1.1.1.1", "3.3.3.3", "2.2.2.2"}));
+        const auto moved = [&](int row, const char* button) {
+            selectRule(row);
+            click(button);
+            return shownRules();
+        };
+        QCOMPARE(moved(0, "cmdUp"), added);
+        QCOMPARE(moved(2, "cmdDown"), added);
+        QCOMPARE(moved(2, "cmdUp"), QStringList({"1.1.1.1", "3.3.3.3", "2.2.2.2"}));
         QCOMPARE(selectedRow(), 1);
         click("cmdDown");
-        QCOMPARE(shownRules(), QStringList({"1.1.1.1", "2.2.2.2", "3.3.3.3"}));
+        QCOMPARE(shownRules(), added);
         QCOMPARE(selectedRow(), 2);
-        // Remove hands the rule to the box; Add puts it at the end.
-        selectRule(0);
-        click("cmdRemove");
-        QCOMPARE(entry()->text(), QStringLiteral("1.1.1.1"));
-        QCOMPARE(selectedRow(), -1);
-        fireTimer(m_dialog.get(), QStringLiteral("tmrRules"));
-        QVERIFY(!control("cmdRemove")->isEnabled());
-        click("cmdAdd");
-        QCOMPARE(shownRules(), QStringList({"2.2.2.2", "3.3.3.3", "1.1.1.1"}));
-        // A click into the box drops the selection; a refused text keeps the list from selecting.
-        selectRule(1);
+        for (const char* name : {"cmdUp", "cmdDown", "cmdRemove"})
+            QVERIFY2(control(name)->isEnabled(), name);
         QTest::mouseClick(entry(), Qt::LeftButton);
         QCOMPARE(selectedRow(), -1);
-        QTest::keyClicks(entry(), QStringLiteral("9.9"));
-        selectRule(0);
-        QCOMPARE(selectedRow(), -1);
-        QVERIFY(entry()->hasFocus());
+        // The manual is not installed beside the test program.
+        prompter().answerMessage(prompt::Answer::Ok, QStringLiteral("The help file is missing."));
+        click("cmdHelp");
+        QCOMPARE(prompter().unusedSteps(), 0);
+        QTest::keyClick(m_dialog.get(), Qt::Key_Escape);
+        QVERIFY(!m_dialog->isVisible());
     }
 };
 

@@ -13,9 +13,9 @@ LoopbackHttpServer::LoopbackHttpServer()
     });
 }
 
-void LoopbackHttpServer::setReply(const QString& pathAndQuery, const QByteArray& body, int status)
+void LoopbackHttpServer::setReply(const QString& pathAndQuery, const QByteArray& body)
 {
-    m_replies.insert(pathAndQuery, {status, body});
+    m_replies.insert(pathAndQuery, body);
 }
 
 QUrl LoopbackHttpServer::baseUrl() const
@@ -32,10 +32,9 @@ void LoopbackHttpServer::answer(QTcpSocket* socket)
     const QList<QByteArray> requestLine = request.left(request.indexOf("\r\n")).split(' ');
     const QString path = QString::fromLatin1(requestLine.value(1));
     m_requests.append(path);
-    const auto reply = m_replies.value(path, {404, QByteArray("not here")});
-    QByteArray response = "HTTP/1.1 " + QByteArray::number(reply.first) + (reply.first == 200 ? " OK" : " Not Found")
-        + "\r\nContent-Type: application/octet-stream\r\nContent-Length: " + QByteArray::number(reply.second.size())
-        + "\r\nConnection: close\r\n\r\n" + reply.second;
-    socket->write(response);
+    const bool found = m_replies.contains(path);
+    const QByteArray body = found ? m_replies.value(path) : QByteArray("not here");
+    socket->write(QByteArray(found ? "HTTP/1.1 200 OK" : "HTTP/1.1 404 Not Found") + "\r\nContent-Type: application/octet-stream\r\n"
+                  + "Content-Length: " + QByteArray::number(body.size()) + "\r\nConnection: close\r\n\r\n" + body);
     socket->disconnectFromHost();
 }

@@ -15,7 +15,7 @@ class LoopbackHttpServer : public QObject
 public:
     LoopbackHttpServer();
 
-    void setReply(const QString& pathAndQuery, const QByteArray& body, int status = 200);
+    void setReply(const QString& pathAndQuery, const QByteArray& body);
     QUrl baseUrl() const;
     // The paths asked for, in order.
     const QStringList& requests() const { return m_requests; }
@@ -24,6 +24,6 @@ private:
     void answer(QTcpSocket* socket);
 
     QTcpServer m_server;
-    QHash<QString, std::pair<int, QByteArray>> m_replies;
+    QHash<QString, QByteArray> m_replies;
     QStringList m_requests;
 };

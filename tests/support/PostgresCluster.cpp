@@ -1,33 +1,20 @@
 #include "PostgresCluster.h"
 
+#include "LocalServer.h"
+
 #include "db/Database.h"
 
 #include <QCollator>
 #include <QDir>
-#include <QHostAddress>
 #include <QProcess>
-#include <QTcpServer>
 
-#include <memory>
+#include <utility>
 
 #include <unistd.h>
 
 namespace {
 
-// The one cluster of the test executable, and why it could not start.
-struct Shared
-{
-    std::unique_ptr<PostgresCluster> cluster;
-    QString reason;
-    bool attempted = false;
-};
-
-Shared& sharedState()
-{
-    static Shared state;
-    return state;
-}
-
+// The newest installed version's programs.
 QString findBinDir()
 {
     QDir versions(QStringLiteral("/usr/lib/postgresql"));
@@ -43,41 +30,30 @@ QString findBinDir()
     return {};
 }
 
-int freeLoopbackPort()
-{
-    QTcpServer probe;
-    if (!probe.listen(QHostAddress::LocalHost, 0))
-        return 0;
-    return probe.serverPort();
-}
-
 } // namespace
+
+std::unique_ptr<PostgresCluster> PostgresCluster::s_shared;
+QString PostgresCluster::s_reason;
+bool PostgresCluster::s_attempted = false;
 
 PostgresCluster* PostgresCluster::shared()
 {
-    Shared& state = sharedState();
-    if (!state.attempted) {
-        state.attempted = true;
+    if (!std::exchange(s_attempted, true)) {
         std::unique_ptr<PostgresCluster> cluster(new PostgresCluster);
-        if (cluster->start(&state.reason))
-            state.cluster = std::move(cluster);
+        if (cluster->start(&s_reason))
+            s_shared = std::move(cluster);
     }
-    return state.cluster.get();
-}
-
-QString PostgresCluster::unavailableReason()
-{
-    return sharedState().reason;
-}
-
-void PostgresCluster::shutdownShared()
-{
-    sharedState().cluster.reset();
+    return s_shared.get();
 }
 
 PostgresCluster::~PostgresCluster()
 {
-    stop();
+    if (m_running) {
+        runTool(QStringLiteral("pg_ctl"), {QStringLiteral("-D"), m_root + QStringLiteral("/data"), QStringLiteral("-m"),
+                                           QStringLiteral("immediate"), QStringLiteral("-w"), QStringLiteral("stop")});
+    }
+    if (!m_root.isEmpty())
+        QDir(m_root).removeRecursively();
 }
 
 bool PostgresCluster::runTool(const QString& tool, const QStringList& arguments, QString* output) const
@@ -94,63 +70,41 @@ bool PostgresCluster::runTool(const QString& tool, const QStringList& arguments,
     process.start(program, args);
     const bool finished = process.waitForFinished(120000);
     if (output)
-        *output = QString::fromLocal8Bit(process.readAll());
+        *output = QString::fromLocal8Bit(process.readAll()).trimmed();
     return finished && process.exitStatus() == QProcess::NormalExit && process.exitCode() == 0;
 }
 
 bool PostgresCluster::start(QString* whyNot)
 {
     m_binDir = findBinDir();
-    if (m_binDir.isEmpty()) {
-        *whyNot = QStringLiteral("PostgreSQL is not installed here (no initdb under /usr/lib/postgresql)");
+    m_root = localserver::makeFolder("quillmere-pg");
+    if (m_binDir.isEmpty() || m_root.isEmpty()) {
+        *whyNot = m_binDir.isEmpty() ? QStringLiteral("PostgreSQL is not installed here (no initdb under /usr/lib/postgresql)")
+                                     : QStringLiteral("cannot make a temporary folder for PostgreSQL");
         return false;
     }
-    QByteArray pattern = QDir::tempPath().toLocal8Bit() + "/quillmere-pg-XXXXXX";
-    if (!::mkdtemp(pattern.data())) {
-        *whyNot = QStringLiteral("cannot make a temporary folder for PostgreSQL");
-        return false;
-    }
-    m_root = QString::fromLocal8Bit(pattern);
-    if (::geteuid() == 0) {
+    if (::geteuid() == 0)
         QProcess::execute(QStringLiteral("chown"), {QStringLiteral("postgres:postgres"), m_root});
-    }
     QString output;
     const QString data = m_root + QStringLiteral("/data");
     if (!runTool(QStringLiteral("initdb"), {QStringLiteral("-D"), data, QStringLiteral("-A"), QStringLiteral("trust"),
                                             QStringLiteral("-U"), QStringLiteral("postgres"), QStringLiteral("-E"),
                                             QStringLiteral("UTF8"), QStringLiteral("--locale=C"), QStringLiteral("--no-sync")},
                  &output)) {
-        *whyNot = QStringLiteral("initdb failed: ") + output.trimmed();
+        *whyNot = QStringLiteral("initdb failed: ") + output;
         return false;
     }
-    m_port = freeLoopbackPort();
+    m_port = localserver::freePort();
     const QString options = QStringLiteral("-p %1 -k %2 -c listen_addresses=127.0.0.1 -c fsync=off "
                                            "-c full_page_writes=off -c synchronous_commit=off")
                                 .arg(m_port)
                                 .arg(m_root);
-    if (!runTool(QStringLiteral("pg_ctl"), {QStringLiteral("-D"), data, QStringLiteral("-o"), options, QStringLiteral("-l"),
-                                            m_root + QStringLiteral("/server.log"), QStringLiteral("-w"), QStringLiteral("start")},
-                 &output)) {
-        *whyNot = QStringLiteral("pg_ctl start failed: ") + output.trimmed();
-        stop();
-        return false;
-    }
-    m_running = true;
-    return true;
-}
-
-void PostgresCluster::stop()
-{
-    if (m_running) {
-        runTool(QStringLiteral("pg_ctl"), {QStringLiteral("-D"), m_root + QStringLiteral("/data"), QStringLiteral("-m"),
-                                           QStringLiteral("immediate"), QStringLiteral("-w"), QStringLiteral("stop")},
-                nullptr);
-        m_running = false;
-    }
-    if (!m_root.isEmpty()) {
-        QDir(m_root).removeRecursively();
-        m_root.clear();
-    }
+    m_running = runTool(QStringLiteral("pg_ctl"), {QStringLiteral("-D"), data, QStringLiteral("-o"), options, QStringLiteral("-l"),
+                                                   m_root + QStringLiteral("/server.log"), QStringLiteral("-w"), QStringLiteral("start")},
+                        &output);
+    if (!m_running)
+        *whyNot = QStringLiteral("pg_ctl start failed: ") + output;
+    return m_running;
 }
 
 QString PostgresCluster::connectionString(const QString& database) const

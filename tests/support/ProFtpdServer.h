@@ -9,13 +9,13 @@
 class ProFtpdServer
 {
 public:
-    ProFtpdServer();
+    ProFtpdServer() = default;
     ~ProFtpdServer();
+    ProFtpdServer(const ProFtpdServer&) = delete;
+    ProFtpdServer& operator=(const ProFtpdServer&) = delete;
 
     // Why the server cannot run here (not root, binaries or curl missing); empty when it can.
     static QString unavailableReason();
-    // The folder ProFTPD loads its modules from.
-    static QString moduleDir();
 
     // Starts the server in `runDir` with `include` as the configuration of the accounts.
     bool start(const QString& runDir, const QString& include, QString* whyNot);
@@ -23,23 +23,17 @@ public:
     int reloads() const;
     // Returns once the server began a re-read after `count` of them and answers again.
     bool awaitReload(int count);
-    void stop();
-    bool isRunning() const;
     int port() const { return m_port; }
     QString pidFile() const { return m_runDir + QStringLiteral("/proftpd.pid"); }
     QString url(const QString& path = QStringLiteral("/")) const;
     // What the server wrote to its log so far.
     QString log() const;
-    // What the server wrote to its standard output and error so far.
-    QString output();
-    ProFtpdServer(const ProFtpdServer&) = delete;
-    ProFtpdServer& operator=(const ProFtpdServer&) = delete;
 
 private:
-    bool answers() const;
+    void stop();
     qint64 pid() const;
+    bool isRunning() const;
 
     QString m_runDir;
     int m_port = 0;
-    QString m_output;
 };

@@ -13,7 +13,6 @@
 class PureFtpdServer
 {
 public:
-    PureFtpdServer();
     ~PureFtpdServer();
 
     // Why the server cannot run here (not root, binaries missing); empty when it can.
@@ -21,7 +20,6 @@ public:
 
     // Starts pure-authd and pure-ftpd; the handler reads the settings file given.
     bool start(const QString& settingsFile, QString* whyNot);
-    void stop();
     int port() const { return m_port; }
     QString url(const QString& path = QStringLiteral("/")) const;
 

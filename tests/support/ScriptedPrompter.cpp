@@ -3,23 +3,15 @@
 #include <QTest>
 #include <QWidget>
 
+#include <algorithm>
+#include <iterator>
+
 namespace {
 
 const char* kindName(PromptRecord::Kind kind)
 {
-    switch (kind) {
-    case PromptRecord::Kind::Message:
-        return "message box";
-    case PromptRecord::Kind::Input:
-        return "input box";
-    case PromptRecord::Kind::Folder:
-        return "folder picker";
-    case PromptRecord::Kind::File:
-        return "file picker";
-    case PromptRecord::Kind::Modal:
-        return "modal window";
-    }
-    return "prompt";
+    static const char* const names[] = {"message box", "input box", "folder picker", "file picker", "modal window"};
+    return names[static_cast<int>(kind)];
 }
 
 void failTest(const QString& why)
@@ -38,10 +30,8 @@ ScriptedPrompter& ScriptedPrompter::then(Kind kind, const QString& text, prompt:
 QList<PromptRecord> ScriptedPrompter::messages() const
 {
     QList<PromptRecord> result;
-    for (const PromptRecord& record : m_records) {
-        if (record.kind == PromptRecord::Kind::Message)
-            result.append(record);
-    }
+    std::copy_if(m_records.cbegin(), m_records.cend(), std::back_inserter(result),
+                 [](const PromptRecord& record) { return record.kind == Kind::Message; });
     return result;
 }
 
@@ -61,73 +51,72 @@ void ScriptedPrompter::reset()
     m_beeps = 0;
 }
 
-const ScriptedPrompter::Step* ScriptedPrompter::take(PromptRecord::Kind kind, const QString& description)
+const ScriptedPrompter::Step* ScriptedPrompter::take(const PromptRecord& record, const QString& description)
 {
+    m_records.append(record);
+    const QString shown = QLatin1String(kindName(record.kind));
     if (m_next >= m_steps.size()) {
-        failTest(QStringLiteral("Unexpected %1: %2").arg(QLatin1String(kindName(kind)), description));
+        failTest(QStringLiteral("Unexpected %1: %2").arg(shown, description));
         return nullptr;
     }
     const Step& step = m_steps[m_next];
-    if (step.kind != kind) {
-        failTest(QStringLiteral("Expected a %1 but the program showed a %2: %3")
-                     .arg(QLatin1String(kindName(step.kind)), QLatin1String(kindName(kind)), description));
+    if (step.kind != record.kind) {
+        failTest(QStringLiteral("Expected a %1 but the program showed a %2: %3").arg(QLatin1String(kindName(step.kind)), shown, description));
         return nullptr;
     }
     ++m_next;
     return &step;
 }
 
+QString ScriptedPrompter::textOf(const PromptRecord& record, const QString& description)
+{
+    const Step* step = take(record, description);
+    return step ? step->text : QString();
+}
+
 prompt::Answer ScriptedPrompter::message(const prompt::Message& message)
 {
-    m_records.append({PromptRecord::Kind::Message, message.caption, message.text, message.icon, message.buttons,
-                      prompt::defaultAnswerOf(message), {}});
-    const Step* step = take(PromptRecord::Kind::Message, message.text);
-    const bool cancellable = message.buttons == prompt::Buttons::OkCancel
-        || message.buttons == prompt::Buttons::YesNoCancel || message.buttons == prompt::Buttons::RetryCancel;
-    const prompt::Answer escape = cancellable                                   ? prompt::Answer::Cancel
+    const Step* step = take({Kind::Message, message.caption, message.text, message.icon, message.buttons, prompt::defaultAnswerOf(message), {}},
+                            message.text);
+    // Where the script has no answer, the box is closed as Escape closes it.
+    const bool cancellable = message.buttons == prompt::Buttons::OkCancel || message.buttons == prompt::Buttons::YesNoCancel
+        || message.buttons == prompt::Buttons::RetryCancel;
+    const prompt::Answer escape = cancellable ? prompt::Answer::Cancel
         : message.buttons == prompt::Buttons::YesNo ? prompt::Answer::No
                                                     : prompt::Answer::Ok;
-    if (!step)
-        return escape;
-    if (!step->text.isEmpty() && !message.text.contains(step->text)) {
+    if (step && !step->text.isEmpty() && !message.text.contains(step->text)) {
         failTest(QStringLiteral("Expected a message containing \"%1\" but got: %2").arg(step->text, message.text));
         return escape;
     }
-    return step->answer;
+    return step ? step->answer : escape;
 }
 
 QString ScriptedPrompter::input(const prompt::Input& input)
 {
-    m_records.append({PromptRecord::Kind::Input, input.caption, input.text, prompt::Icon::None, prompt::Buttons::OkCancel,
-                      prompt::Answer::Ok, input.defaultText});
-    const Step* step = take(PromptRecord::Kind::Input, input.text);
-    return step ? step->text : QString();
+    return textOf({Kind::Input, input.caption, input.text, prompt::Icon::None, prompt::Buttons::OkCancel, prompt::Answer::Ok, input.defaultText},
+                  input.text);
 }
 
 QString ScriptedPrompter::chooseFolder(const prompt::FolderChoice& choice)
 {
-    m_records.append({PromptRecord::Kind::Folder, choice.title, {}, prompt::Icon::None, prompt::Buttons::OkCancel,
-                      prompt::Answer::Ok, choice.startFolder});
-    const Step* step = take(PromptRecord::Kind::Folder, choice.title);
-    return step ? step->text : QString();
+    return textOf({Kind::Folder, choice.title, {}, prompt::Icon::None, prompt::Buttons::OkCancel, prompt::Answer::Ok, choice.startFolder},
+                  choice.title);
 }
 
 QString ScriptedPrompter::chooseFile(const prompt::FileChoice& choice)
 {
-    m_records.append({PromptRecord::Kind::File, choice.title, choice.filterName, prompt::Icon::None,
-                      prompt::Buttons::OkCancel, prompt::Answer::Ok, choice.initialName});
-    const Step* step = take(PromptRecord::Kind::File, choice.title);
-    return step ? step->text : QString();
+    return textOf({Kind::File, choice.title, choice.filterName, prompt::Icon::None, prompt::Buttons::OkCancel, prompt::Answer::Ok,
+                   choice.initialName},
+                  choice.title);
 }
 
 void ScriptedPrompter::runModal(QWidget* window)
 {
-    m_records.append({PromptRecord::Kind::Modal, window->objectName(), window->windowTitle(), prompt::Icon::None,
-                      prompt::Buttons::Ok, prompt::Answer::Ok, {}});
-    const Step* step = take(PromptRecord::Kind::Modal, window->objectName());
+    const Step* step = take({Kind::Modal, window->objectName(), window->windowTitle(), prompt::Icon::None, prompt::Buttons::Ok,
+                             prompt::Answer::Ok, {}},
+                            window->objectName());
     if (step && step->text != window->objectName()) {
-        failTest(QStringLiteral("Expected the window %1 to be shown modally, but %2 was")
-                     .arg(step->text, window->objectName()));
+        failTest(QStringLiteral("Expected the window %1 to be shown modally, but %2 was").arg(step->text, window->objectName()));
         step = nullptr;
     }
     // The script may add steps of its own, so it is taken out of the list first.

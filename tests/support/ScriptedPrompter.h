@@ -66,15 +66,17 @@ public:
 private:
     struct Step
     {
-        PromptRecord::Kind kind;
+        Kind kind;
         prompt::Answer answer = prompt::Answer::Cancel;
         QString text; // expected text part, or the text to return
         WindowScript script;
     };
 
     ScriptedPrompter& then(Kind kind, const QString& text, prompt::Answer answer = prompt::Answer::Ok, WindowScript script = {});
-    // The next step if it is of the given kind; otherwise fails the test.
-    const Step* take(PromptRecord::Kind kind, const QString& description);
+    // Records the prompt; the next step if it is of the prompt's kind, otherwise fails the test.
+    const Step* take(const PromptRecord& record, const QString& description);
+    // The text of the next step, or empty (Cancel) when the step is missing.
+    QString textOf(const PromptRecord& record, const QString& description);
 
     QList<Step> m_steps;
     int m_next = 0;

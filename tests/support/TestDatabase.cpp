@@ -19,37 +19,29 @@ std::unique_ptr<TestDatabase> TestDatabase::create(TestEngine engine, TestEnviro
     result->m_engine = engine;
     if (engine == TestEngine::Sqlite) {
         const QString file = environment.path(QStringLiteral("accounts.db"));
-        const auto written = embedded::writeEmbeddedFile(embedded::TemplateDatabase, file);
-        if (!written) {
+        if (const auto written = embedded::writeEmbeddedFile(embedded::TemplateDatabase, file); !written) {
             *whyNot = written.error;
             return nullptr;
         }
         result->m_connectionString = QStringLiteral("Provider=SQLite;Data Source=") + file;
     } else {
         PostgresCluster* cluster = PostgresCluster::shared();
-        if (!cluster) {
-            *whyNot = PostgresCluster::unavailableReason();
-            return nullptr;
-        }
-        const QString name = cluster->createDatabase();
+        const QString name = cluster ? cluster->createDatabase() : QString();
         if (name.isEmpty()) {
-            *whyNot = QStringLiteral("could not create a PostgreSQL database");
+            *whyNot = cluster ? QStringLiteral("could not create a PostgreSQL database") : PostgresCluster::unavailableReason();
             return nullptr;
         }
         result->m_connectionString = cluster->connectionString(name);
     }
     result->m_database = std::make_unique<Database>(result->m_connectionString);
-    if (!result->m_database->open()) {
+    bool ready = result->m_database->open();
+    if (engine == TestEngine::PostgreSql) {
+        for (const QString& statement : schema::postgreSqlCreateStatements())
+            ready = ready && result->m_database->execute(statement);
+    }
+    if (!ready) {
         *whyNot = result->m_database->lastError();
         return nullptr;
-    }
-    if (engine == TestEngine::PostgreSql) {
-        for (const QString& statement : schema::postgreSqlCreateStatements()) {
-            if (!result->m_database->execute(statement)) {
-                *whyNot = result->m_database->lastError();
-                return nullptr;
-            }
-        }
     }
     environment.settings.saveConnectionString(result->m_connectionString);
     return result;
@@ -67,10 +59,8 @@ QStringList TestDatabase::column(const QString& sql)
 {
     QStringList values;
     Rows rows = m_database->select(sql);
-    if (!rows.isValid()) {
+    if (!rows.isValid())
         QTest::qFail(qPrintable(QStringLiteral("%1\n  in: %2").arg(m_database->lastError(), sql)), __FILE__, __LINE__);
-        return values;
-    }
     while (rows.next())
         values.append(rows.textAt(0));
     return values;

@@ -7,18 +7,18 @@
 
 LowerCaseTempFolder::LowerCaseTempFolder()
 {
-    for (int attempt = 0; attempt < 100 && m_path.isEmpty(); ++attempt) {
+    for (int attempt = 0; attempt < 100 && path.isEmpty(); ++attempt) {
         const QString candidate = QDir::tempPath().toLower() + QStringLiteral("/quillmere-test-%1")
                                       .arg(QRandomGenerator::global()->generate64(), 16, 16, QLatin1Char('0'));
         if (QDir().mkdir(candidate))
-            m_path = candidate;
+            path = candidate;
     }
 }
 
 LowerCaseTempFolder::~LowerCaseTempFolder()
 {
-    if (!m_path.isEmpty())
-        QDir(m_path).removeRecursively();
+    if (!path.isEmpty())
+        QDir(path).removeRecursively();
 }
 
 namespace {
@@ -32,12 +32,11 @@ DateForm installationDates(const QString& settingsPath)
 } // namespace
 
 TestEnvironment::TestEnvironment()
-    : dates(installationDates(dir.filePath(QStringLiteral("etc/serv-u.ini"))))
+    : dates(installationDates(settingsPath()))
     , log(clock, dates)
-    , settings([this](const QString& line) { log.logStatus(line); }, dir.filePath(QStringLiteral("etc/serv-u.ini")))
-    , instanceLock(dir.filePath(QStringLiteral("runtime/Vantrel.lock")))
-    , context(settings, dates, prompter, log, clock, tray, starter, process, instanceLock, keys,
-              dir.filePath(QStringLiteral("program")))
+    , settings([this](const QString& line) { log.logStatus(line); }, settingsPath())
+    , instanceLock(path(QStringLiteral("runtime/Vantrel.lock")))
+    , context(settings, dates, prompter, log, clock, tray, starter, process, instanceLock, keys, programDir())
 {
     QDir().mkpath(programDir());
     prompter.setProgramEnded([this] { return process.hasEnded(); });
@@ -46,7 +45,7 @@ TestEnvironment::TestEnvironment()
 
 QString TestEnvironment::path(const QString& relative) const
 {
-    return dir.filePath(relative);
+    return dir.path + QLatin1Char('/') + relative;
 }
 
 void TestEnvironment::storeConnectionString(const QString& connectionString)

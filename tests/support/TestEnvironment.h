@@ -14,19 +14,13 @@
 
 // A temporary folder whose path is all lower case: the program stores paths
 // lower-cased, so only such folders can be found again under their stored name.
-class LowerCaseTempFolder
+struct LowerCaseTempFolder
 {
-public:
     LowerCaseTempFolder();
     ~LowerCaseTempFolder();
     LowerCaseTempFolder(const LowerCaseTempFolder&) = delete;
     LowerCaseTempFolder& operator=(const LowerCaseTempFolder&) = delete;
-
-    QString path() const { return m_path; }
-    QString filePath(const QString& relative) const { return m_path + QLatin1Char('/') + relative; }
-
-private:
-    QString m_path;
+    QString path;
 };
 
 // A whole program context in a fresh temporary folder: the settings file, the
