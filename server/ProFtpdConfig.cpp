@@ -4,6 +4,7 @@
 #include "db/ConnectionString.h"
 #include "db/Database.h"
 #include "db/SqlText.h"
+#include "db/StoredFlag.h"
 #include "services/EmbeddedFiles.h"
 
 #include <QDir>
@@ -326,9 +327,10 @@ qint64 positiveWhole(const Rows& rows, const char* column)
     return ok && std::isfinite(value) && value >= 1 && value < 1e15 ? static_cast<qint64>(value) : 0;
 }
 
-bool flagIsOne(const Rows& rows, const char* column)
+// An on/off column as the options dialog and the handler read it: any value but NULL and 0 is on.
+bool flagIsSet(const Rows& rows, const char* column)
 {
-    return positiveWhole(rows, column) == 1;
+    return !rows.isNull(QLatin1String(column)) && storedFlagIsSet(rows.value(QLatin1String(column)));
 }
 
 } // namespace
@@ -552,11 +554,14 @@ std::optional<Model> readModel(Database& database, const QString& connectionStri
     while (users.next()) {
         Account account;
         account.name = users.text(QStringLiteral("username"));
-        account.hideHiddenFiles = flagIsOne(users, "hide_hidden_files");
+        account.hideHiddenFiles = flagIsSet(users, "hide_hidden_files");
         account.idleSeconds = positiveWhole(users, "timeout") * 60;
         account.sessionSeconds = positiveWhole(users, "session_timeout") * 60;
         account.maxSessions = positiveWhole(users, "max_concurrent");
-        account.maxSessionsPerAddress = flagIsOne(users, "one_login_per_ip") ? 1 : positiveWhole(users, "max_logins_per_ip");
+        // A count of logins per address wins over "one login per address", as the options dialog shows them.
+        account.maxSessionsPerAddress = flagIsSet(users, "max_logins_per_ip") ? positiveWhole(users, "max_logins_per_ip")
+                                        : flagIsSet(users, "one_login_per_ip") ? 1
+                                                                               : 0;
         // ProFTPD counts the sessions of every account from an address; a limit the
         // account's own one already implies is left out, so others are not held back by it.
         if (account.maxSessions > 0 && account.maxSessionsPerAddress >= account.maxSessions)

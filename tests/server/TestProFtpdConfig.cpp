@@ -1,9 +1,15 @@
+#include "TestDatabase.h"
+#include "TestEnvironment.h"
 #include "TestMain.h"
 
 #include "server/ProFtpdConfig.h"
 
+#include <QDir>
+#include <QProcess>
 #include <QRegularExpression>
 #include <QTest>
+
+#include <unistd.h>
 
 Q_DECLARE_METATYPE(proftpd::DirectoryEntry)
 
@@ -121,6 +127,40 @@ private slots:
         QCOMPARE(text.count(QStringLiteral("<Directory /srv/ftp/%u>")), 5);
         for (const QString& line : text.split(QLatin1Char('\n')))
             QVERIFY2(line.size() < 4096, qPrintable(line.left(80)));
+    }
+
+    // The on/off columns read as the options dialog shows them: any value but NULL and 0 is
+    // on, and a count of log-ins per address wins over "one log-in per address".
+    void optionsReadAsTheOptionsDialogShowsThem_data()
+    {
+        QTest::addColumn<QString>("values"); // hide_hidden_files, one_login_per_ip, max_logins_per_ip, max_concurrent
+        QTest::addColumn<bool>("hidden");
+        QTest::addColumn<qint64>("perAddress");
+        QTest::newRow("flags of 2 and -1") << "2, -1, 0, 0" << true << qint64(1);
+        QTest::newRow("a count wins over one") << "0, 1, 3, 0" << false << qint64(3);
+        QTest::newRow("NULL is off") << "NULL, NULL, NULL, 0" << false << qint64(0);
+        QTest::newRow("implied by the account's own limit") << "1, 1, 0, 1" << true << qint64(0);
+    }
+    void optionsReadAsTheOptionsDialogShowsThem()
+    {
+        QFETCH(QString, values);
+        QFETCH(bool, hidden);
+        QFETCH(qint64, perAddress);
+        TestEnvironment env;
+        QString whyNot;
+        auto db = TestDatabase::create(TestEngine::Sqlite, env, &whyNot);
+        QVERIFY2(db, qPrintable(whyNot));
+        const QString ftp = env.path(QStringLiteral("ftp"));
+        QDir().mkpath(ftp);
+        if (::geteuid() == 0)
+            QProcess::execute(QStringLiteral("chown"), {QStringLiteral("65534:65534"), ftp});
+        QVERIFY(db->exec(QStringLiteral("INSERT INTO users (username, password, hide_hidden_files, one_login_per_ip, "
+                                        "max_logins_per_ip, max_concurrent) VALUES ('amy', 'pw', %1)").arg(values)));
+        QString error;
+        const auto model = proftpd::readModel(db->database(), db->connectionString(), ftp, &error);
+        QVERIFY2(model && model->accounts.size() == 1, qPrintable(error));
+        QCOMPARE(model->accounts.first().hideHiddenFiles, hidden);
+        QCOMPARE(model->accounts.first().maxSessionsPerAddress, perAddress);
     }
 };
 
