@@ -150,18 +150,13 @@ private slots:
         QCOMPARE(read.size(), warnings.size());
         for (const QString& warning : warnings)
             QVERIFY2(std::any_of(read.cbegin(), read.cend(), [&](const QString& each) { return each.contains(warning); }), qPrintable(warning));
-        QStringList listed, expected;
-        for (const NotCarried& entry : all)
-            listed << entry.account + u" / "_s + entry.key;
+        // Each expected value once, and as many as there are: nothing else was left behind.
+        QCOMPARE(all.size(), leftBehind.size());
         for (const QStringList& entry : leftBehind) {
-            expected << entry[0] + u" / "_s + entry[1];
             QVERIFY2(std::any_of(all.cbegin(), all.cend(), [&](const NotCarried& each) {
                          return each.account == entry[0] && each.key == entry[1] && each.reason.contains(entry[2]);
                      }), qPrintable(entry.join(u" / "_s)));
         }
-        listed.sort();
-        expected.sort();
-        QCOMPARE(listed, expected);
     }
 
     void badInputGetsAMessage_data()
@@ -169,22 +164,19 @@ private slots:
         QTest::addColumn<QString>("path");
         QTest::addColumn<QString>("message");
         QVERIFY(m_dir.isValid());
-        QByteArray garbage(64 * 1024, Qt::Uninitialized), controls(64 * 1024, Qt::Uninitialized);
+        // Random bytes without a zero, so that the control characters among them decide.
+        QByteArray controls(64 * 1024, Qt::Uninitialized);
         QRandomGenerator random(20240611);
-        for (qsizetype at = 0; at < garbage.size(); ++at) {
-            garbage[at] = char(random.bounded(256));
-            controls[at] = char(1 + quint8(garbage[at]) % 255);
-        }
+        for (char& byte : controls)
+            byte = char(1 + random.bounded(255));
         QFile sparse(m_dir.filePath("huge.ini"));
         QVERIFY(sparse.open(QIODevice::WriteOnly) && sparse.resize(300LL * 1024 * 1024));
         sparse.close();
 
         QTest::newRow("missing") << m_dir.filePath("absent.ini") << "does not exist";
         QTest::newRow("folder") << m_dir.path() << "is a folder";
-        QTest::newRow("empty") << write("empty.ini", {}) << "is empty";
         QTest::newRow("blank") << write("blank.ini", "\xEF\xBB\xBF \r\n\t\r\n") << "is empty";
         QTest::newRow("zero byte") << write("zero.ini", QByteArray("[USER=a]\r\nPassword=\0x\r\n", 23)) << "zero byte at offset 19";
-        QTest::newRow("random bytes") << write("random.ini", garbage) << "binary data";
         QTest::newRow("control characters") << write("controls.ini", controls) << "binary data";
         QTest::newRow("no section") << write("plain.ini", "Password=abc\nHomeDir=c:\\\n") << "no [section] at all";
         QTest::newRow("no user section") << sample("servu4-no-users.ini") << "no [USER=...] section";
@@ -208,7 +200,6 @@ private slots:
                              "HomeDir=C:\\Ünïcode\\Dir~Note1=Grüße~TimeOut=120~"_s;
         const auto lines = [&](const char* end) { return QString(text).replace(QLatin1Char('~'), QLatin1String(end)); };
         QTest::newRow("utf-8 lf") << lines("\n").toUtf8() << false;
-        QTest::newRow("utf-8 crlf") << lines("\r\n").toUtf8() << false;
         QTest::newRow("utf-8 cr") << lines("\r").toUtf8() << false;
         QTest::newRow("utf-8 with bom") << QByteArray("\xEF\xBB\xBF") + lines("\r\n").toUtf8() << false;
         const QString wide = lines("\r\n");
@@ -216,7 +207,6 @@ private slots:
         // The euro sign exists in Windows-1252 (0x80), not in Latin-1.
         const QByteArray latin = lines("\r\n").toLatin1().replace('?', '\x80');
         QTest::newRow("windows-1252 crlf") << latin << true;
-        QTest::newRow("windows-1252 cr") << QByteArray(latin).replace("\r\n", "\r") << true;
     }
     void encodingsAndLineEnds()
     {
@@ -230,59 +220,23 @@ private slots:
         QTEST(outcome.source.warnings.join(QLatin1Char('\n')).contains(QLatin1String("Windows-1252")), "windows1252");
     }
 
-    void fiftyMegabytesReadInFull()
-    {
-        const int accounts = 200000;
-        QByteArray bytes = "[GLOBAL]\r\nVersion=6.4.0.6\r\n";
-        bytes.reserve(52 * 1024 * 1024);
-        for (int index = 0; index < accounts; ++index) {
-            const QByteArray number = QByteArray::number(index);
-            bytes += "[USER=user" + number + "|1]\r\nPassword=ab0BE9089682363B12E49AEFBB9356450D\r\nHomeDir=D:\\FTP\\User" + number
-                + "\r\nAccess1=D:\\FTP\\User" + number + "|RWLP\r\nTimeOut=600\r\nNote1=" + QByteArray(130, 'n') + "\r\n\r\n";
-        }
-        QVERIFY(bytes.size() > 50 * 1024 * 1024);
-        const ReadOutcome outcome = readIniUsers(write("big.ini", bytes), Generation::V4, Installation);
-        QVERIFY2(outcome.ok, qPrintable(outcome.error));
-        QCOMPARE(outcome.source.accounts.size(), accounts);
-        QCOMPARE(describe(outcome.source.accounts.last()),
-                 (QStringList{u"user%1"_s.arg(accounts - 1), u"access=d:\\ftp\\user%1|RWL|1"_s.arg(accounts - 1), u"comments="_s + QString(130, u'n'),
-                              u"homedir=d:\\ftp\\user%1"_s.arg(accounts - 1), "idle=10", "password=ab0BE9089682363B12E49AEFBB9356450D"}));
-        QVERIFY(outcome.source.warnings.isEmpty() && outcome.source.notCarried.isEmpty());
-    }
-
-    // The reading of one value: an IP deny rule (carried or not), an Access entry
-    // ("folder|rights|inherit|letters ignored"), or an expiry date.
+    // The readings of one value the samples do not show: an IP deny rule left behind, an
+    // Access entry ("folder|rights|inherit|letters ignored"), or an expiry date.
     void oneValue_data()
     {
         QTest::addColumn<QString>("key");
         QTest::addColumn<QString>("text");
         QTest::addColumn<QString>("read");
         const char* leftBehind = "left behind";
-        QTest::newRow("address") << "IPAccess" << "10.0.0.1" << "carried";
-        QTest::newRow("star part") << "IPAccess" << "10.0.0.*" << "carried";
-        QTest::newRow("all stars") << "IPAccess" << "*.*.*.*" << "carried";
-        QTest::newRow("block") << "IPAccess" << "10.0.0.0/8" << "carried";
         QTest::newRow("block too wide") << "IPAccess" << "10.0.0.0/33" << leftBehind;
-        QTest::newRow("range the handler reads as one address") << "IPAccess" << "10.0.0.1-50" << leftBehind;
-        QTest::newRow("question mark") << "IPAccess" << "10.0.0.?" << leftBehind;
-        QTest::newRow("three parts") << "IPAccess" << "10.0.0" << leftBehind;
         QTest::newRow("part above 255") << "IPAccess" << "300.1.1.1" << leftBehind;
         QTest::newRow("wider than the column") << "IPAccess" << "10.0.0.0/8     x" << leftBehind;
-        QTest::newRow("ipv6") << "IPAccess" << "2001:db8::1" << leftBehind;
-        QTest::newRow("all, lower case") << "Access" << "C:\\Data|rwamelcdp" << "c:\\data|RWAMELCD|1|";
-        QTest::newRow("reversed order") << "Access" << "C:\\Data|DCLEMAWR" << "c:\\data|RWAMELCD|0|";
-        QTest::newRow("unknown letters") << "Access" << "C:\\A|WXZP" << "c:\\a|W|1|XZ";
-        QTest::newRow("no rights") << "Access" << "C:\\A|" << "c:\\a||0|";
         QTest::newRow("no bar") << "Access" << "C:\\A" << leftBehind;
-        QTest::newRow("no folder") << "Access" << "|RL" << leftBehind;
         QTest::newRow("posix folder keeps its case") << "Access" << "/srv/ftp/Incoming|RL" << "/srv/ftp/Incoming|RL|0|";
         QTest::newRow("separators") << "Access" << u"C:\\§ 1|2|RL"_s << u"c:\\§ 1|2|RL|0|"_s;
         QTest::newRow("no date") << "Expiration" << "0" << "none";
-        QTest::newRow("month first") << "Expiration" << "2/9/2031" << "2031-02-09";
-        QTest::newRow("iso") << "Expiration" << "2031-02-09" << "2031-02-09";
         QTest::newRow("day number with time") << "Expiration" << "47158.75" << "2029-02-09";
         QTest::newRow("no such day") << "Expiration" << "2/30/2031" << leftBehind;
-        QTest::newRow("two-digit year") << "Expiration" << "2/9/31" << leftBehind;
     }
     void oneValue()
     {

@@ -3,8 +3,6 @@
 
 #include "MigrationWindow.h"
 
-#include "accounts/AccessRules.h"
-
 #include <QCheckBox>
 #include <QLabel>
 #include <QPlainTextEdit>
@@ -79,9 +77,9 @@ bool onSummaryPage(QWidget* window)
 } // namespace
 
 // The migration tool's window driven as an administrator drives it, on a real
-// settings file, the sample INI files and a real SQLite accounts database, with the
-// accounts read back through the program's own loader. What lands in which column is
-// the importer's test.
+// settings file, the sample INI files and a real SQLite accounts database. What the
+// reader takes from the samples and what lands in which column are the reader's and
+// the importer's tests.
 class TestMigrationWindow : public QObject
 {
     Q_OBJECT
@@ -94,13 +92,10 @@ private slots:
     {
         QTest::addColumn<QString>("file");
         QTest::addColumn<Generation>("generation");
-        QTest::addColumn<QString>("title");
         QTest::addColumn<QString>("existing");
         QTest::addColumn<bool>("byCloseBox");
-        QTest::newRow("2.0 to 3.0, Stop button") << u"servu2-sample.ini"_s << Generation::V2 << "Vantrel Migration Utility (FTP server 2.0 to 3.0)"
-                                                 << "admin" << false;
-        QTest::newRow("4.0 and later, close box") << u"servu4-sample.ini"_s << Generation::V4
-                                                  << "Vantrel Migration Utility (FTP server 4.0 and later)" << "anonymous" << true;
+        QTest::newRow("2.0 to 3.0, Stop button") << u"servu2-sample.ini"_s << Generation::V2 << "admin" << false;
+        QTest::newRow("4.0 and later, close box") << u"servu4-sample.ini"_s << Generation::V4 << "anonymous" << true;
     }
     void importFromThePreview()
     {
@@ -115,19 +110,15 @@ private slots:
         site.useIni(ini);
         site.db->exec(u"INSERT INTO users (username, homedir, password, max_concurrent, max_logins_per_ip, quota_current) "
                       "VALUES (%1, '/srv/ftp/old', 'pw', 1, 1, 0)"_s.arg(sqlQuote(existing)));
-        site.db->exec(u"INSERT INTO dir_rights (username, directory, dir_rights, inherit_subdirs) VALUES (%1, '/old', 'R', 0)"_s.arg(sqlQuote(existing)));
+        const auto homeOfExisting = [&] { return site.db->column(u"select homedir from users where username="_s + sqlQuote(existing)); };
 
         auto window = site.openWindow(generation);
         QVERIFY(window);
-        QTEST(window->windowTitle(), "title");
-        QVERIFY(!onSummaryPage(window.get()));
-        QCOMPARE(control<QLabel>(window.get(), "lblIniPath")->text(), ini);
         const migration::MigrationSource source = window->source();
         const qsizetype total = source.accounts.size();
-        QStringList names, homes, statuses, notCarried;
+        QStringList names, statuses, notCarried;
         for (const migration::MigratedAccount& account : source.accounts) {
             names << account.name;
-            homes << account.homedir;
             statuses << (account.name == existing ? u"already in the database"_s : u"new"_s);
             for (const migration::NotCarried& entry : account.notCarried)
                 notCarried << entry.key;
@@ -136,7 +127,6 @@ private slots:
             notCarried << entry.key;
         QCOMPARE(control<QLabel>(window.get(), "lblAccountCount")->text(), u"%1 accounts: %2 new, 1 already in the database"_s.arg(total).arg(total - 1));
         QCOMPARE(column(window.get(), "tblAccounts", 0), names);
-        QCOMPARE(column(window.get(), "tblAccounts", 1), homes);
         QCOMPARE(column(window.get(), "tblAccounts", 2), statuses);
         QCOMPARE(column(window.get(), "tblNotCarried", 1), notCarried);
 
@@ -151,19 +141,15 @@ private slots:
         });
         click(shown, "cmdImport");
         QVERIFY(shown->isVisible() && onSummaryPage(shown));
-        QVERIFY(shown->report().cancelled);
         QCOMPARE(shown->report().imported, names.mid(0, 1));
         QCOMPARE(shown->report().notReached, names.mid(1));
-        QCOMPARE(site.db->count(u"select username from users"_s), 2);
         QCOMPARE(control<QLabel>(shown, "lblSummaryHeading")->text(), u"The import was stopped by you"_s);
         click(shown, "cmdClose");
 
         // The rest, Replace not ticked: the existing accounts are left as they were.
         window = site.openWindow(generation);
         QVERIFY(window);
-        QCOMPARE(control<QLabel>(window.get(), "lblAccountCount")->text(), u"%1 accounts: %2 new, 2 already in the database"_s.arg(total).arg(total - 2));
         click(window.get(), "cmdImport");
-        QVERIFY(onSummaryPage(window.get()));
         QCOMPARE(control<QProgressBar>(window.get(), "prgImport")->value(), total);
         const migration::ImportReport& report = window->report();
         QVERIFY2(report.stoppedBy.isEmpty() && report.failed.isEmpty(), qPrintable(report.stoppedBy));
@@ -171,31 +157,13 @@ private slots:
         rest.removeOne(existing);
         QCOMPARE(report.imported, rest);
         QCOMPARE(report.skippedExisting.size(), 2);
-        QCOMPARE(site.db->column(u"select homedir from users where username="_s + sqlQuote(existing)), QStringList{"/srv/ftp/old"});
+        QCOMPARE(homeOfExisting(), QStringList{"/srv/ftp/old"});
         QCOMPARE(site.db->column(u"select ip from blocked_ips"_s), source.globalDeniedIps);
-        for (const migration::MigratedAccount& account : source.accounts) {
-            if (account.name == existing)
-                continue;
-            const accounts::LoadedUser loaded = accounts::loadUser(site.env.context, account.name);
-            QVERIFY2(loaded.complete && loaded.rowFound, qPrintable(account.name));
-            QCOMPARE((QStringList{loaded.username, loaded.homedir, loaded.comments, loaded.expires}),
-                     (QStringList{account.name, account.homedir, account.comments, account.expires}));
-            QCOMPARE(loaded.disabled, account.disabled.value_or(false));
-            QStringList rules, expectedRules;
-            for (const accessrules::Entry& entry : accessrules::entries(loaded.accessRuleList))
-                rules << entry.directory + QLatin1Char('|') + entry.rights + QLatin1Char('|') + entry.inherit;
-            for (const migration::DirectoryAccess& entry : account.access)
-                expectedRules << entry.directory + QLatin1Char('|') + entry.rights + QLatin1Char('|') + QLatin1Char(entry.inherit ? '1' : '0');
-            QCOMPARE(rules, expectedRules);
-            QCOMPARE(site.db->column(u"select ip from blocked_ips_by_user where username="_s + sqlQuote(account.name)), account.deniedIps);
-        }
 
         // The page shows the summary (the importer's test reads its lines), and Save Summary
         // writes it; a folder that is not there says so.
-        auto* summary = control<QPlainTextEdit>(window.get(), "txtSummary");
-        QVERIFY(summary->isReadOnly());
         const QString expected = migration::summaryText(source, report);
-        QCOMPARE(summary->toPlainText().trimmed(), expected.trimmed());
+        QCOMPARE(control<QPlainTextEdit>(window.get(), "txtSummary")->toPlainText().trimmed(), expected.trimmed());
         const QString saved = site.env.path(u"summary.txt"_s);
         site.env.prompter.answerFile(saved);
         click(window.get(), "cmdSaveSummary");
@@ -215,7 +183,7 @@ private slots:
         QCOMPARE(column(window.get(), "tblAccounts", 3), QStringList(total, u"replace"_s));
         click(window.get(), "cmdImport");
         QCOMPARE(window->report().replaced, names);
-        QCOMPARE(site.db->column(u"select homedir from users where username="_s + sqlQuote(existing)), QStringList{source.accounts[names.indexOf(existing)].homedir});
+        QCOMPARE(homeOfExisting(), QStringList{source.accounts[names.indexOf(existing)].homedir});
         QCOMPARE(fileContents(ini), iniBefore);
     }
 
@@ -255,9 +223,7 @@ private slots:
         QTEST(static_cast<int>(window.prepare()), "preparation");
         QCOMPARE(site.env.prompter.unusedSteps(), 0);
         QCOMPARE(site.env.prompter.records().size(), int(!serverQuestion.isEmpty()) + int(!message.isEmpty()));
-        QVERIFY(!window.isVisible());
         QCOMPARE(fileContents(site.env.path(u"accounts.db"_s)), before);
-        QCOMPARE(site.db->count(u"select username from users"_s), 0);
     }
 };
 
