@@ -174,8 +174,7 @@ private slots:
             {"L lists", {entry({}, "L", 1)}, {allow("list", ""), allow("list", "sub/"), refuse("retr", "f.txt")}},
             {"C makes folders", {entry({}, "C", 1)}, {allow("mkd", "made"), refuse("rmd", "empty"), refuse("stor", "c.txt")}},
             {"D removes folders", {entry({}, "D", 1)}, {allow("rmd", "empty"), refuse("mkd", "made"), refuse("dele", "f.txt")}},
-            // Inherit carries the rights into every subfolder; without it they stop at the folder's own files.
-            {"inherit on", {entry({}, "RL", 1)}, {allow("retr", "sub/s.txt"), allow("retr", "sub/deep/d.txt"), allow("list", "sub/")}},
+            // Inherit carries the rights into every subfolder (a new account, below); without it they stop at the folder's own files.
             {"inherit off", {entry({}, "RL", 0)}, {allow("retr", "f.txt"), refuse("retr", "sub/s.txt"), refuse("retr", "sub/deep/d.txt")}},
             // The first entry decides: the folder that may only be listed comes before the home folder.
             {"listed but not read", {entry(QStringLiteral("/list-only"), "L", 1), entry({}, "RL", 1)},
@@ -190,7 +189,6 @@ private slots:
               Attempt{QStringLiteral("retr"), QStringLiteral("f.txt"), true, QStringLiteral("secret")},
               Attempt{QStringLiteral("login"), {}, false, QStringLiteral("secreT")}}},
             {"disabled by 2", {QStringLiteral("update users set disable_user = 2 where username = '{user}'")}, {refuse("login")}},
-            {"enabled by 0", {QStringLiteral("update users set disable_user = 0 where username = '{user}'")}, {allow("login")}},
             // IP rules: the account's own, those of "*" and the global ones, exact, as a block and with "*" parts.
             {"own rules", {rule("{user}", "127.0.0.7"), rule("{user}", "127.0.0.16/30"), rule("{user}", "127.0.*.21")},
              {from("127.0.0.7", false), from("127.0.0.17", false), from("127.0.0.19", false), from("127.0.0.20", true),
@@ -204,12 +202,13 @@ private slots:
              {allow("stor", "q1.txt"), allow("stor", "q2.txt"), refuse("stor", "q3.txt"), allow("tally", "10")}},
             {"quota off", {entry({}, "RWL", 1), QStringLiteral("update users set use_quota = 0, quota_max = 12 where username = '{user}'")},
              {allow("stor", "q1.txt"), allow("stor", "q2.txt"), allow("stor", "q3.txt"), allow("tally", "0")}},
-            {"no speed limit", {entry({}, "RL", 1)}, {allow("retr2", "f.txt|sub/s.txt"), refuse("slow", "big.bin")}},
             {"speed limit", {entry({}, "RL", 1), QStringLiteral("update users set speed_limit_value = '8' where username = '{user}'")},
              {allow("slow", "big.bin")}},
-            // New accounts hold one session at a time, and one per address.
-            {"one session", {entry({}, "RL", 1)}, {allow("login"), refuse("second")}},
-            {"three sessions", {QStringLiteral("update users set max_concurrent = 3, max_logins_per_ip = 3 where username = '{user}'")},
+            // A new account: inherit on, no speed limit, one session at a time.
+            {"inherit on, no speed limit, one session", {entry({}, "RL", 1)},
+             {allow("retr2", "f.txt|sub/deep/d.txt"), allow("list", "sub/"), refuse("slow", "big.bin"), refuse("second")}},
+            {"three sessions, enabled by 0",
+             {QStringLiteral("update users set max_concurrent = 3, max_logins_per_ip = 3, disable_user = 0 where username = '{user}'")},
              {allow("second")}},
             {"one per address", {QStringLiteral("update users set max_concurrent = 3, max_logins_per_ip = 1 where username = '{user}'")},
              {refuse("second")}},
