@@ -53,12 +53,12 @@ class TestGatewick : public QObject
     }
 
 private slots:
+    // Rule forms and client addresses that the log-ins below do not show.
     void ipRules_data()
     {
         QTest::addColumn<QString>("rule");
         QTest::addColumn<QString>("address");
         QTest::addColumn<bool>("matches");
-        QTest::newRow("mapped address") << "127.0.0.1" << "::ffff:127.0.0.1" << true;
         QTest::newRow("cidr /0") << "1.2.3.4/0" << "200.1.1.1" << true;
         QTest::newRow("empty part is 0") << "1..2.3" << "1.0.2.3" << true;
         QTest::newRow("leading number of a part") << "10.0.0.5x" << "10.0.0.5" << true;
@@ -67,11 +67,8 @@ private slots:
         QTest::newRow("bad prefix") << "1.2.3.4/33" << "1.2.3.4" << false;
         QTest::newRow("empty rule") << "" << "1.2.3.4" << false;
         QTest::newRow("mapped, hexadecimal") << "10.1.2.3" << "::FFFF:0a01:0203" << true;
-        QTest::newRow("mapped, written out") << "10.0.0.0/8" << "0:0:0:0:0:ffff:10.1.2.3" << true;
         QTest::newRow("ipv6 client, all parts *") << "*.*.*.*" << "2001:db8::1" << true;
         QTest::newRow("ipv6 client, ipv4 rule") << "0.0.0.0/0" << "2001:db8::1" << false;
-        QTest::newRow("no address, ipv4 rule") << "10.9.9.9" << "" << true;
-        QTest::newRow("unreadable address") << "10.9.9.9" << "garbage" << true;
         QTest::newRow("short dotted form, unreadable") << "9.9.9.9" << "1.2.3" << true;
         QTest::newRow("unreadable address, blank rule") << " " << "garbage" << false;
     }
@@ -180,16 +177,8 @@ private slots:
             for (const QString& reason : reasons.split(QLatin1Char('|'), Qt::SkipEmptyParts))
                 QVERIFY2(test.lines.join(QLatin1Char('\n')).contains(reason), qPrintable(label + u": "_s + reason));
         }
-        // bob's reply names his folder, its owner and one session at a time; carol's her limits.
+        // What the replies' lines do, pure-ftpd shows below. Traces go to standard error, never into the reply.
         const Answer& bob = answers[0];
-        const QList<std::pair<int, QString>> replyLines{
-            {0, u"uid:"_s + QString::number(QFileInfo(env.path(u"ftp/bob"_s)).ownerId())}, {0, u"dir:"_s + env.path(u"ftp/bob"_s)},
-            {0, u"per_user_max:1"_s}, {1, u"user_quota_size:2048"_s}, {1, u"ratio_upload:1"_s}, {1, u"ratio_download:4"_s},
-            {1, u"throttling_bandwidth_dl:65536"_s}, {1, u"per_user_max:2"_s}};
-        for (const auto& [index, line] : replyLines)
-            QVERIFY2(answers[index].lines.contains(line), qPrintable(line));
-        QVERIFY(bob.lines.filter(u"user_quota_size"_s).isEmpty());
-        // Traces go to standard error, never into the reply.
         QVERIFY(bob.errors.contains(u"Connection to server opened."_s));
         QVERIFY(!bob.lines.join(QLatin1Char('\n')).contains(u"Connection"_s));
         QVERIFY(answers[2].errors.contains(u"belongs to root"_s));

@@ -263,10 +263,8 @@ private slots:
 
         for (const Attempt& a : attempts) {
             const bool allowed = attempt(*r, user, home, a);
-            QVERIFY2(allowed == a.allowed, qPrintable(QStringLiteral("%1 %2 (password %3, from %4) was %5\n%6")
-                                                         .arg(a.action, a.path, a.password, a.from,
-                                                              allowed ? QStringLiteral("allowed") : QStringLiteral("refused"),
-                                                              r->server.log().right(2500))));
+            const QString what = QStringList{a.action, a.path, a.password, a.from}.join(QLatin1Char(' '));
+            QVERIFY2(allowed == a.allowed, qPrintable(what + QStringLiteral(" went the other way\n") + r->server.log().right(2500)));
         }
     }
 };
