@@ -8,6 +8,8 @@
 
 #include <map>
 
+using namespace Qt::StringLiterals;
+
 // End to end: the configuration the program writes, served by Debian's ProFTPD,
 // with curl and a plain control connection as the clients. One server per engine
 // runs through all rows; each row adds its own account (and folder), writes the
@@ -17,7 +19,7 @@ namespace {
 // One thing a client tries, and whether the server must allow it.
 struct Attempt
 {
-    // login, retr, list, stor, appe, dele, mkd, rmd; retr2 (two files in one session),
+    // login, retr, list, stor, appe, DELE, MKD, RMD; retr2 (two files in one session),
     // slow (a retrieval that takes three seconds or more), second (a log-in while one
     // is held), greeting (the log-in reply holds the path's text), idle (the server
     // ends a silent session within 75 s), tally (quota_current holds the path's number)
@@ -122,20 +124,15 @@ class TestProFtpd : public QObject
         gatewicktest::ControlConnection control, another;
         if (!control.open(rig.server.port(), a.from) || !control.login(user, a.password))
             return false;
-        const QString target = home + QLatin1Char('/') + a.path;
         if (a.action == QLatin1String("second"))
             return another.open(rig.server.port(), a.from) && another.login(user, a.password);
         if (a.action == QLatin1String("greeting"))
             return control.text().contains(a.path);
         if (a.action == QLatin1String("idle"))
             return control.closedWithin(75000);
-        if (a.action == QLatin1String("dele"))
-            return control.send(QStringLiteral("DELE ") + target) == 250;
-        if (a.action == QLatin1String("mkd"))
-            return control.send(QStringLiteral("MKD ") + target) == 257;
-        if (a.action == QLatin1String("rmd"))
-            return control.send(QStringLiteral("RMD ") + target) == 250;
-        return a.action == QLatin1String("login");
+        if (a.action != QLatin1String("login")) // DELE, RMD or MKD, with the code of its success
+            return control.send(a.action + QLatin1Char(' ') + home + QLatin1Char('/') + a.path) == (a.action == QLatin1String("MKD") ? 257 : 250);
+        return true;
     }
 
 private slots:
@@ -157,38 +154,34 @@ private slots:
         const auto rule = [](const char* user, const char* ip) {
             return QStringLiteral("insert into blocked_ips_by_user (username, ip) values ('%1', '%2')").arg(QLatin1String(user), QLatin1String(ip));
         };
+        const auto update = [](const char* values) { return QStringLiteral("update users set %1 where username = '{user}'").arg(QLatin1String(values)); };
         const QString salted = QStringLiteral("xy") + gatewick::saltedMd5(QStringLiteral("xy"), QStringLiteral("secret"));
         const auto allow = [](const char* action, const char* path = "") { return Attempt{QLatin1String(action), QLatin1String(path), true}; };
         const auto refuse = [](const char* action, const char* path = "") { return Attempt{QLatin1String(action), QLatin1String(path), false}; };
-        const auto from = [](const char* address, bool allowed) {
-            return Attempt{QStringLiteral("login"), {}, allowed, QStringLiteral("pw"), QLatin1String(address)};
-        };
+        const auto from = [](const char* address, bool allowed) { return Attempt{u"login"_s, {}, allowed, u"pw"_s, QLatin1String(address)}; };
+        const auto typed = [](const QString& password, bool allowed) { return Attempt{u"login"_s, {}, allowed, password}; };
 
         const QList<std::tuple<const char*, QStringList, QList<Attempt>>> rows{
             // Each letter opens its own commands and no other.
             {"R reads files", {entry({}, "R", 1)}, {allow("retr", "f.txt"), refuse("list", ""), refuse("stor", "new.txt")}},
             {"W writes files", {entry({}, "W", 1)}, {allow("stor", "new.txt"), refuse("retr", "f.txt"), refuse("appe", "f.txt")}},
             {"A appends", {entry({}, "A", 1)}, {allow("appe", "f.txt"), refuse("stor", "new.txt"), refuse("retr", "f.txt")}},
-            {"M deletes files", {entry({}, "M", 1)}, {allow("dele", "f.txt"), refuse("rmd", "empty"), refuse("retr", "sub/s.txt")}},
+            {"M deletes files", {entry({}, "M", 1)}, {allow("DELE", "f.txt"), refuse("RMD", "empty"), refuse("retr", "sub/s.txt")}},
             {"E opens no command", {entry({}, "E", 1)}, {allow("login"), refuse("retr", "f.txt"), refuse("list", ""), refuse("stor", "e.txt")}},
             {"L lists", {entry({}, "L", 1)}, {allow("list", ""), allow("list", "sub/"), refuse("retr", "f.txt")}},
-            {"C makes folders", {entry({}, "C", 1)}, {allow("mkd", "made"), refuse("rmd", "empty"), refuse("stor", "c.txt")}},
-            {"D removes folders", {entry({}, "D", 1)}, {allow("rmd", "empty"), refuse("mkd", "made"), refuse("dele", "f.txt")}},
+            {"C makes folders", {entry({}, "C", 1)}, {allow("MKD", "made"), refuse("RMD", "empty"), refuse("stor", "c.txt")}},
+            {"D removes folders", {entry({}, "D", 1)}, {allow("RMD", "empty"), refuse("MKD", "made"), refuse("DELE", "f.txt")}},
             // Inherit carries the rights into every subfolder (a new account, below); without it they stop at the folder's own files.
             {"inherit off", {entry({}, "RL", 0)}, {allow("retr", "f.txt"), refuse("retr", "sub/s.txt"), refuse("retr", "sub/deep/d.txt")}},
             // The first entry decides: the folder that may only be listed comes before the home folder.
             {"listed but not read", {entry(QStringLiteral("/list-only"), "L", 1), entry({}, "RL", 1)},
              {allow("list", "list-only/"), refuse("retr", "list-only/x.txt"), allow("retr", "f.txt")}},
             // Without an entry nothing is reached; a plain password is compared as stored.
-            {"no entry, plain password", {},
-             {allow("login"), refuse("list", ""), refuse("retr", "f.txt"), Attempt{QStringLiteral("login"), {}, false, QStringLiteral("pW")}}},
+            {"no entry, plain password", {}, {allow("login"), refuse("list", ""), refuse("retr", "f.txt"), typed(u"pW"_s, false)}},
             // The salted form opens with the password it was made from, never with the stored text itself.
-            {"salted password",
-             {QStringLiteral("update users set password = '%1' where username = '{user}'").arg(salted), entry({}, "RL", 1)},
-             {Attempt{QStringLiteral("login"), {}, true, QStringLiteral("secret")}, Attempt{QStringLiteral("login"), {}, false, salted},
-              Attempt{QStringLiteral("retr"), QStringLiteral("f.txt"), true, QStringLiteral("secret")},
-              Attempt{QStringLiteral("login"), {}, false, QStringLiteral("secreT")}}},
-            {"disabled by 2", {QStringLiteral("update users set disable_user = 2 where username = '{user}'")}, {refuse("login")}},
+            {"salted password", {update("password = '%1'").arg(salted), entry({}, "RL", 1)},
+             {typed(u"secret"_s, true), typed(salted, false), typed(u"secreT"_s, false), Attempt{u"retr"_s, u"f.txt"_s, true, u"secret"_s}}},
+            {"disabled by 2", {update("disable_user = 2")}, {refuse("login")}},
             // IP rules: the account's own, those of "*" and the global ones, exact, as a block and with "*" parts.
             {"own rules", {rule("{user}", "127.0.0.7"), rule("{user}", "127.0.0.16/30"), rule("{user}", "127.0.*.21")},
              {from("127.0.0.7", false), from("127.0.0.17", false), from("127.0.0.19", false), from("127.0.0.20", true),
@@ -198,25 +191,18 @@ private slots:
               QStringLiteral("insert into blocked_ips (ip) values ('127.0.1.0/24')")},
              {from("127.0.0.23", false), from("127.0.0.24", true), from("127.0.0.25", false), from("127.0.1.9", false), from("127.0.2.9", true)}},
             // The quota's limit in bytes, with the live tally in quota_current.
-            {"quota", {entry({}, "RWL", 1), QStringLiteral("update users set use_quota = 1, quota_max = 12 where username = '{user}'")},
+            {"quota", {entry({}, "RWL", 1), update("use_quota = 1, quota_max = 12")},
              {allow("stor", "q1.txt"), allow("stor", "q2.txt"), refuse("stor", "q3.txt"), allow("tally", "10")}},
-            {"quota off", {entry({}, "RWL", 1), QStringLiteral("update users set use_quota = 0, quota_max = 12 where username = '{user}'")},
+            {"quota off", {entry({}, "RWL", 1), update("use_quota = 0, quota_max = 12")},
              {allow("stor", "q1.txt"), allow("stor", "q2.txt"), allow("stor", "q3.txt"), allow("tally", "0")}},
-            {"speed limit", {entry({}, "RL", 1), QStringLiteral("update users set speed_limit_value = '8' where username = '{user}'")},
-             {allow("slow", "big.bin")}},
+            {"speed limit", {entry({}, "RL", 1), update("speed_limit_value = '8'")}, {allow("slow", "big.bin")}},
             // A new account: inherit on, no speed limit, one session at a time.
             {"inherit on, no speed limit, one session", {entry({}, "RL", 1)},
              {allow("retr2", "f.txt|sub/deep/d.txt"), allow("list", "sub/"), refuse("slow", "big.bin"), refuse("second")}},
-            {"three sessions, enabled by 0",
-             {QStringLiteral("update users set max_concurrent = 3, max_logins_per_ip = 3, disable_user = 0 where username = '{user}'")},
-             {allow("second")}},
-            {"one per address", {QStringLiteral("update users set max_concurrent = 3, max_logins_per_ip = 1 where username = '{user}'")},
-             {refuse("second")}},
-            {"one login per address", {QStringLiteral("update users set max_concurrent = 3, max_logins_per_ip = 0, one_login_per_ip = 1 "
-                                                      "where username = '{user}'")},
-             {refuse("second")}},
-            {"log-in message", {QStringLiteral("update users set login_msg_file = '{home}/welcome.txt' where username = '{user}'")},
-             {allow("greeting", "Welcome to Quillmere")}},
+            {"three sessions, enabled by 0", {update("max_concurrent = 3, max_logins_per_ip = 3, disable_user = 0")}, {allow("second")}},
+            {"one per address", {update("max_concurrent = 3, max_logins_per_ip = 1")}, {refuse("second")}},
+            {"one login per address", {update("max_concurrent = 3, max_logins_per_ip = 0, one_login_per_ip = 1")}, {refuse("second")}},
+            {"log-in message", {update("login_msg_file = '{home}/welcome.txt'")}, {allow("greeting", "Welcome to Quillmere")}},
         };
         for (TestEngine engine : {TestEngine::Sqlite, TestEngine::PostgreSql}) {
             for (const auto& [name, setup, attempts] : rows) {
@@ -224,9 +210,7 @@ private slots:
             }
         }
         // A time-out is configuration alone, read from the row like every other option: one engine shows it.
-        QTest::addRow("sqlite: idle time-out") << TestEngine::Sqlite
-                                               << QStringList{QStringLiteral("update users set timeout = 1 where username = '{user}'")}
-                                               << QList<Attempt>{allow("idle")};
+        QTest::addRow("sqlite: idle time-out") << TestEngine::Sqlite << QStringList{update("timeout = 1")} << QList<Attempt>{allow("idle")};
     }
 
     void rulesApply()

@@ -208,19 +208,15 @@ private slots:
         ProgramUnderTest program;
         m_server.setReply(m_versionPath, reply);
         if (QTest::currentDataTag() == "no server"_L1) {
-            QTcpServer closed;
+            QTcpServer closed; // a port that was free a moment ago, where nothing listens any more
             QVERIFY(closed.listen(QHostAddress::LocalHost, 0));
-            const quint16 port = closed.serverPort();
+            qputenv("QUILLMERE_UPDATE_URL", "http://127.0.0.1:" + QByteArray::number(closed.serverPort()));
             closed.close();
-            qputenv("QUILLMERE_UPDATE_URL", "http://127.0.0.1:" + QByteArray::number(port));
         }
-        if (offered) {
-            program.env.prompter.answerMessage(prompt::Answer::No, u"A new version of Quillmere is available for download."_s)
-                .answerMessage(prompt::Answer::Ok, u"If you want to download the newest version at a later time, "
-                                                   "just click \"Help\" and then \"Check for updates.\""_s);
-        } else {
-            program.env.prompter.answerMessage(prompt::Answer::Ok, u"You have the most up to date version of this software"_s);
-        }
+        if (offered)
+            program.env.prompter.answerMessage(prompt::Answer::No, u"is available for download"_s).answerMessage(prompt::Answer::Ok, u"at a later time"_s);
+        else
+            program.env.prompter.answerMessage(prompt::Answer::Ok, u"You have the most up to date version"_s);
         updates::checkUpdates(program.env.context);
         qputenv("QUILLMERE_UPDATE_URL", m_server.baseUrl().toString().toUtf8());
         QCOMPARE(program.env.prompter.unusedSteps(), 0);
