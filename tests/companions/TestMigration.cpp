@@ -580,9 +580,9 @@ private slots:
                                                      u"Accounts not tried (1):\n    third\n"_s});
     }
 
-    // Each sample with one of its accounts in the database already: the preview, an import
-    // stopped after the account in hand (by Stop or the close box), and the import of the
-    // rest with Replace ticked, with its summary.
+    // Each sample with one of its accounts in the database already: the preparations that
+    // end before anything is touched, the preview, an import stopped after the account in
+    // hand (by Stop or the close box), and the import of the rest with Replace ticked.
     void importFromThePreview_data()
     {
         QTest::addColumn<QString>("file");
@@ -602,6 +602,19 @@ private slots:
         const QByteArray iniBefore = fileContents(ini);
         Installation site;
         QVERIFY2(site.db, qPrintable(site.whyNot));
+        // The tool ends before it touches anything without an INI file in the settings, when
+        // the server is not stopped, or when the INI file is not there.
+        const QByteArray untouched = fileContents(site.env.path(u"accounts.db"_s));
+        const auto prepare = [&] { return static_cast<int>(MigrationWindow(generation, site.env.settings, site.env.dates, site.env.prompter).prepare()); };
+        site.env.prompter.answerMessage(prompt::Answer::Ok, u"save its configuration window"_s);
+        QCOMPARE(prepare(), static_cast<int>(MigrationWindow::Preparation::Failed));
+        site.useIni(ini + u".gone"_s);
+        site.env.prompter.answerMessage(prompt::Answer::Cancel, u"Stop the FTP server"_s);
+        QCOMPARE(prepare(), static_cast<int>(MigrationWindow::Preparation::Cancelled));
+        site.env.prompter.answerMessage(prompt::Answer::Ok, u"Stop the FTP server"_s).answerMessage(prompt::Answer::Ok, u"could not be read"_s);
+        QCOMPARE(prepare(), static_cast<int>(MigrationWindow::Preparation::Failed));
+        QCOMPARE(site.env.prompter.unusedSteps(), 0);
+        QCOMPARE(fileContents(site.env.path(u"accounts.db"_s)), untouched);
         site.useIni(ini);
         site.db->exec(u"INSERT INTO users (username, homedir, password, max_concurrent, max_logins_per_ip, quota_current) "
                       "VALUES (%1, '/srv/ftp/old', 'pw', 1, 1, 0)"_s.arg(sqlQuote(existing)));
@@ -678,45 +691,6 @@ private slots:
         QCOMPARE(site.env.prompter.unusedSteps(), 0);
         click(window.get(), "cmdClose");
         QVERIFY(!window->isVisible());
-    }
-
-    void endsBeforeTouchingAnything_data()
-    {
-        QTest::addColumn<QString>("ini");
-        QTest::addColumn<bool>("databaseConfigured");
-        QTest::addColumn<QString>("serverQuestion"); // the answer to "Stop the FTP server", or empty when it is not asked
-        QTest::addColumn<QString>("message");
-        QTest::addColumn<int>("preparation");
-        const int failed = static_cast<int>(MigrationWindow::Preparation::Failed);
-        const QString four = sample(u"servu4-sample.ini"_s), unconfigured = u"save its configuration window"_s;
-        QTest::newRow("no INI file configured") << "" << true << "" << unconfigured << failed;
-        QTest::newRow("no database configured") << four << false << "" << unconfigured << failed;
-        QTest::newRow("server not stopped") << four << true << "cancel" << "" << static_cast<int>(MigrationWindow::Preparation::Cancelled);
-        QTest::newRow("INI file not there") << four + u".gone"_s << true << "ok" << "could not be read, so nothing has been imported" << failed;
-    }
-    void endsBeforeTouchingAnything()
-    {
-        QFETCH(QString, ini);
-        QFETCH(bool, databaseConfigured);
-        QFETCH(QString, serverQuestion);
-        QFETCH(QString, message);
-        Installation site;
-        QVERIFY2(site.db, qPrintable(site.whyNot));
-        // The test database wrote its connection string into the settings; without it the file starts empty.
-        if (!databaseConfigured)
-            QVERIFY(QFile::remove(site.env.settingsPath()));
-        if (!ini.isEmpty())
-            site.useIni(ini);
-        const QByteArray before = fileContents(site.env.path(u"accounts.db"_s));
-        if (!serverQuestion.isEmpty())
-            site.env.prompter.answerMessage(serverQuestion == "ok"_L1 ? prompt::Answer::Ok : prompt::Answer::Cancel, u"Stop the FTP server"_s);
-        if (!message.isEmpty())
-            site.env.prompter.answerMessage(prompt::Answer::Ok, message);
-        MigrationWindow window(Generation::V4, site.env.settings, site.env.dates, site.env.prompter);
-        QTEST(static_cast<int>(window.prepare()), "preparation");
-        QCOMPARE(site.env.prompter.unusedSteps(), 0);
-        QCOMPARE(site.env.prompter.records().size(), int(!serverQuestion.isEmpty()) + int(!message.isEmpty()));
-        QCOMPARE(fileContents(site.env.path(u"accounts.db"_s)), before);
     }
 };
 
