@@ -233,21 +233,18 @@ private slots:
         QVERIFY(ftp("bob", u"bob-pw"_s).exit != 0);
     }
 
+    // No settings file, a database that is not there, and one without the tables: the handler refuses, never falls through.
     void failsClosedWithoutADatabase()
     {
         TestEnvironment env;
         const QStringList refused{"auth_ok:-1", "end"};
-        // No settings file at all, and a database that is not there.
         QCOMPARE(runHandler(env.path(u"missing.ini"_s), "bob", "pw").lines, refused);
-        env.settings.saveConnectionString(u"Provider=SQLite;Data Source="_s + env.path(u"none.db"_s));
-        const Answer answer = runHandler(env.settingsPath(), "bob", "pw");
-        QCOMPARE(answer.lines, refused);
-        QVERIFY(answer.errors.contains(u"Quering registry entry HKLM\\Software\\Orvane\\Serv-U\\ConnectionString succeeded."_s));
-        // A database without the tables refuses too: the handler never falls through.
-        const QString empty = gatewicktest::writeFile(env.path(u"empty.db"_s), {});
-        QVERIFY(!empty.isEmpty());
-        env.settings.saveConnectionString(u"Provider=SQLite;Data Source="_s + empty);
-        QCOMPARE(runHandler(env.settingsPath(), "bob", "pw").lines, refused);
+        for (const QString& file : {env.path(u"none.db"_s), gatewicktest::writeFile(env.path(u"empty.db"_s), {})}) {
+            env.settings.saveConnectionString(u"Provider=SQLite;Data Source="_s + file);
+            const Answer answer = runHandler(env.settingsPath(), "bob", "pw");
+            QCOMPARE(answer.lines, refused);
+            QVERIFY(answer.errors.contains(u"Quering registry entry HKLM\\Software\\Orvane\\Serv-U\\ConnectionString succeeded."_s));
+        }
     }
 };
 

@@ -270,6 +270,38 @@ private slots:
              "relPaths=1", "hideHidden=1", "alwaysLogin=1", "loginMsg=C:\\FTP\\Welcome.txt", "maintenance=None"}, admin}
                             << QStringList{"192.0.2.*"} << QStringList{"read as Windows-1252", "\"anonymous\" has no password"}
                             << v2LeftBehind + QList<QStringList>{{jose, "SpeedLimitUp", "not a key the migration knows"}};
+        // One account in each encoding and line end (the samples are UTF-8 and Latin-1 with CRLF). The euro
+        // sign exists in Windows-1252 (0x80), not in Latin-1.
+        const QString text = u"[GLOBAL]~Version=6.0~~[USER=Jürgen Ølholm €uro|1]~Password=ab0BE9089682363B12E49AEFBB9356450D~"
+                             "HomeDir=C:\\Ünïcode\\Dir~Note1=Grüße~TimeOut=120~"_s;
+        const auto lines = [&](const char* end) { return QString(text).replace(QLatin1Char('~'), QLatin1String(end)); };
+        const QList<QStringList> jurgen{{u"Jürgen Ølholm €uro"_s, u"comments=Grüße"_s, "homedir=c:\\ünïcode\\dir", "idle=2",
+                                         "password=ab0BE9089682363B12E49AEFBB9356450D"}};
+        const QString wide = lines("\r\n");
+        const QList<std::pair<const char*, QByteArray>> encoded{
+            {"utf-8 lf", lines("\n").toUtf8()}, {"utf-8 cr", lines("\r").toUtf8()},
+            {"utf-16 with bom", QByteArray("\xFF\xFE") + QByteArray(reinterpret_cast<const char*>(wide.utf16()), wide.size() * 2)},
+            {"windows-1252", lines("\r\n").toLatin1().replace('?', '\x80')}};
+        for (const auto& [name, bytes] : encoded) {
+            QTest::newRow(name) << write(QLatin1String(name) + u".ini"_s, bytes) << int(Generation::V4) << jurgen << QStringList()
+                                << (bytes.contains('\x80') ? QStringList{"read as Windows-1252"} : QStringList()) << QList<QStringList>();
+        }
+        // Single values the samples do not show: Access entries without a bar, with a POSIX folder (which keeps
+        // its case) or a bar in the folder; deny rules the handler would not apply as written, that the program
+        // refuses or that are wider than the column; a day number with a time, a day that does not exist, and 0.
+        const QByteArray values = "[USER=x|1]\nPassword=ab0BE9089682363B12E49AEFBB9356450D\nHomeDir=/srv/ftp/Incoming\nAccess1=C:\\A\n"
+                                  "Access2=/srv/ftp/Incoming|RL\nAccess3=C:\\\xC2\xA7 1|2|RL\nIPAccess1=D|10.0.0.0/33\nIPAccess2=D|300.1.1.1\n"
+                                  "IPAccess3=D|10.0.0.0/8     x\nExpiration=47158.75\n[USER=y|1]\nPassword=ab0BE9089682363B12E49AEFBB9356450D\n"
+                                  "HomeDir=c:\\y\nExpiration=2/30/2031\n[USER=z|1]\nPassword=ab0BE9089682363B12E49AEFBB9356450D\nHomeDir=c:\\z\nExpiration=0\n";
+        const QString salted = u"password=ab0BE9089682363B12E49AEFBB9356450D"_s;
+        QTest::newRow("single values") << write(u"values.ini"_s, values) << int(Generation::V4)
+                                       << QList<QStringList>{{"x", salted, "homedir=/srv/ftp/Incoming", u"access=/srv/ftp/Incoming|RL|0; c:\\§ 1|2|RL|0"_s,
+                                                              "expires=09.02.2029"},
+                                                             {"y", salted, "homedir=c:\\y"}, {"z", salted, "homedir=c:\\z"}}
+                                       << QStringList() << QStringList()
+                                       << QList<QStringList>{{"x", "Access1", "no \"|<rights>\""}, {"x", "IPAccess1", "does not apply as written"},
+                                                             {"x", "IPAccess2", "not a rule the program accepts"}, {"x", "IPAccess3", "longer than"},
+                                                             {"y", "Expiration", "not a date"}};
         // The older layout read as the newer one says so, and keeps its accounts.
         QTest::newRow("v2 read as v4") << two << int(Generation::V4) << QList<QStringList>{{"anonymous"}, {jose}, admin} << QStringList{"192.0.2.*"}
                                        << QStringList{"read as Windows-1252", "Version=2.5h", "\"anonymous\" has no password"}
@@ -338,75 +370,6 @@ private slots:
         QVERIFY(!outcome.ok);
         QVERIFY2(outcome.error.contains(message), qPrintable(outcome.error));
         QVERIFY(outcome.source.accounts.isEmpty());
-    }
-
-    void encodingsAndLineEnds_data()
-    {
-        QTest::addColumn<QByteArray>("bytes");
-        QTest::addColumn<bool>("windows1252");
-        const QString text = u"[GLOBAL]~Version=6.0~~[USER=Jürgen Ølholm €uro|1]~Password=ab0BE9089682363B12E49AEFBB9356450D~"
-                             "HomeDir=C:\\Ünïcode\\Dir~Note1=Grüße~TimeOut=120~"_s;
-        const auto lines = [&](const char* end) { return QString(text).replace(QLatin1Char('~'), QLatin1String(end)); };
-        QTest::newRow("utf-8 lf") << lines("\n").toUtf8() << false;
-        QTest::newRow("utf-8 cr") << lines("\r").toUtf8() << false;
-        const QString wide = lines("\r\n");
-        QTest::newRow("utf-16 with bom") << QByteArray("\xFF\xFE") + QByteArray(reinterpret_cast<const char*>(wide.utf16()), wide.size() * 2) << false;
-        // The euro sign exists in Windows-1252 (0x80), not in Latin-1.
-        const QByteArray latin = lines("\r\n").toLatin1().replace('?', '\x80');
-        QTest::newRow("windows-1252 crlf") << latin << true;
-    }
-    void encodingsAndLineEnds()
-    {
-        QFETCH(QByteArray, bytes);
-        const ReadOutcome outcome = readIniUsers(write("encoded.ini", bytes), Generation::V4, InstallationDates);
-        QVERIFY2(outcome.ok, qPrintable(outcome.error));
-        QCOMPARE(outcome.source.accounts.size(), 1);
-        QCOMPARE(describe(outcome.source.accounts.first()),
-                 (QStringList{u"Jürgen Ølholm €uro"_s, u"comments=Grüße"_s, "homedir=c:\\ünïcode\\dir", "idle=2", "password=ab0BE9089682363B12E49AEFBB9356450D"}));
-        QVERIFY(outcome.source.accounts.first().notCarried.isEmpty());
-        QTEST(outcome.source.warnings.join(QLatin1Char('\n')).contains(QLatin1String("Windows-1252")), "windows1252");
-    }
-
-    // The readings of one value the samples do not show: an IP deny rule left behind, an
-    // Access entry ("folder|rights|inherit|letters ignored"), or an expiry date.
-    void oneValue_data()
-    {
-        QTest::addColumn<QString>("key");
-        QTest::addColumn<QString>("text");
-        QTest::addColumn<QString>("read");
-        const char* leftBehind = "left behind";
-        QTest::newRow("block too wide") << "IPAccess" << "10.0.0.0/33" << leftBehind;
-        QTest::newRow("part above 255") << "IPAccess" << "300.1.1.1" << leftBehind;
-        QTest::newRow("wider than the column") << "IPAccess" << "10.0.0.0/8     x" << leftBehind;
-        QTest::newRow("no bar") << "Access" << "C:\\A" << leftBehind;
-        QTest::newRow("posix folder keeps its case") << "Access" << "/srv/ftp/Incoming|RL" << "/srv/ftp/Incoming|RL|0|";
-        QTest::newRow("separators") << "Access" << u"C:\\§ 1|2|RL"_s << u"c:\\§ 1|2|RL|0|"_s;
-        QTest::newRow("no date") << "Expiration" << "0" << "none";
-        QTest::newRow("day number with time") << "Expiration" << "47158.75" << "2029-02-09";
-        QTest::newRow("no such day") << "Expiration" << "2/30/2031" << leftBehind;
-    }
-    void oneValue()
-    {
-        QFETCH(QString, key);
-        QFETCH(QString, text);
-        QString read = u"left behind"_s;
-        if (key == "IPAccess"_L1) {
-            const inivalues::IpAccessReading reading = inivalues::readIpAccess(u"D|"_s + text);
-            QVERIFY(reading.deny);
-            if (reading.problem.isEmpty())
-                read = u"carried"_s;
-        } else if (key == "Access"_L1) {
-            const inivalues::AccessReading reading = inivalues::readAccess(text);
-            QCOMPARE(reading.problem.isEmpty(), reading.access.has_value());
-            if (reading.access)
-                read = u"%1|%2|%3|%4"_s.arg(reading.access->directory, reading.access->rights, shown(reading.access->inherit), reading.ignoredLetters);
-        } else {
-            const inivalues::DateReading reading = inivalues::readExpiryDate(text);
-            QVERIFY(reading.understood || !reading.date);
-            if (reading.understood)
-                read = reading.date ? reading.date->toString(Qt::ISODate) : u"none"_s;
-        }
-        QTEST(read, "read");
     }
 
     // One import of every value the model carries, of values a column refuses, of an account

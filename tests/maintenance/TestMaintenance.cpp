@@ -5,7 +5,6 @@
 #include "UpdateInstaller.h"
 
 #include "app/MainWindow.h"
-#include "maintenance/AboutWindow.h"
 #include "maintenance/MigrateWindow.h"
 #include "maintenance/ProgramFiles.h"
 #include "maintenance/UpdateCheck.h"
@@ -15,11 +14,8 @@
 #include <QDir>
 #include <QFile>
 #include <QHostAddress>
-#include <QLabel>
 #include <QProcess>
-#include <QPushButton>
 #include <QRadioButton>
-#include <QSignalSpy>
 #include <QTest>
 
 using namespace Qt::StringLiterals;
@@ -28,10 +24,11 @@ using namespace Qt::StringLiterals;
 using Damage = std::function<void(const QString& folder)>;
 Q_DECLARE_METATYPE(Damage)
 
-// The About window; Tools -> Migration Utility, with the tool written beside the program
-// (or the installed package's own) started in its place; Help -> Check for Updates
-// against a real HTTP server on loopback, and the updater it starts, run with the
-// tests' own key as it runs once the program has ended.
+// Tools -> Migration Utility, with the tool written beside the program (or the installed
+// package's own) started in its place; Help -> Check for Updates against a real HTTP
+// server on loopback, and the updater it starts, run with the tests' own key as it runs
+// once the program has ended. (About, from the tray and the Help menu, revealing Show Log,
+// is the main window's test.)
 class TestMaintenance : public QObject
 {
     Q_OBJECT
@@ -76,23 +73,6 @@ class TestMaintenance : public QObject
 private slots:
     void initTestCase() { qputenv("QUILLMERE_UPDATE_URL", m_server.baseUrl().toString().toUtf8()); }
     void cleanupTestCase() { qunsetenv("QUILLMERE_UPDATE_URL"); }
-
-    // Only a click with Control and Shift on the icon reveals the log.
-    void aboutRevealsTheLog()
-    {
-        AboutWindow about;
-        about.show();
-        auto* icon = about.findChild<QLabel*>(u"picIcon"_s);
-        QVERIFY(!icon->pixmap().isNull());
-        QSignalSpy revealed(&about, &AboutWindow::showLogRevealed);
-        QTest::mouseClick(icon, Qt::LeftButton, Qt::ShiftModifier);
-        QTest::mouseClick(about.findChild<QLabel*>(u"lblTitle"_s), Qt::LeftButton, Qt::ControlModifier | Qt::ShiftModifier);
-        QCOMPARE(revealed.count(), 0);
-        QTest::mouseClick(icon, Qt::RightButton, Qt::ControlModifier | Qt::ShiftModifier);
-        QCOMPARE(revealed.count(), 1);
-        QTest::mouseClick(about.findChild<QPushButton*>(u"cmdClose1"_s), Qt::LeftButton);
-        QVERIFY(!about.isVisible());
-    }
 
     // What is in place before the launch, the answers, the program started (relative to
     // the test's folder) and the message of a failure, after which the dialog stays.
