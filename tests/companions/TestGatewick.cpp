@@ -1,4 +1,5 @@
 #include "GatewickFixture.h"
+#include "ProgramUnderTest.h"
 #include "PureFtpdServer.h"
 #include "TestMain.h"
 
@@ -6,8 +7,13 @@
 #include "AuthRules.h"
 #include "ConsoleRun.h"
 
+#include "app/MainWindow.h"
+#include "server/IpRulesWindow.h"
 #include "server/LoginCheck.h"
-#include "services/AccountSweep.h"
+
+#include <QLineEdit>
+#include <QListWidget>
+#include <QPushButton>
 
 using namespace Qt::StringLiterals;
 
@@ -106,14 +112,29 @@ private slots:
         QVERIFY(gatewicktest::createAccount(env, u"rooted"_s, u"rooted-pw"_s, u"/"_s));
         // Capitals in a home folder name another folder on this file system; start-up's lower-casing keeps them.
         QVERIFY(gatewicktest::createAccount(env, u"judy"_s, u"judy-pw"_s, gatewicktest::homeFolder(env, u"judy/Incoming"_s)));
-        lowerCaseStoredPaths(env.context);
         QVERIFY(QDir(env.path(u"ftp/homeless"_s)).removeRecursively());
+        // The program starts on this database, and bob's own rule is added in its IP Access dialog.
+        ProgramUnderTest program;
+        program.configure(db->connectionString());
+        program.start();
+        auto* users = program.windows.main().findChild<QListWidget*>(u"lstUsers"_s);
+        QTest::mouseClick(users->viewport(), Qt::LeftButton, {}, users->visualItemRect(users->findItems(u"bob"_s, Qt::MatchExactly).value(0)).center());
+        // The buttons come on with the windows' timers.
+        const auto click = [](QWidget& window, const char* name) {
+            auto* button = window.findChild<QPushButton*>(QLatin1String(name));
+            QVERIFY(QTest::qWaitFor([button] { return button->isEnabled(); }));
+            QTest::mouseClick(button, Qt::LeftButton);
+        };
+        click(program.windows.main(), "cmdIPAccess");
+        QTest::keyClicks(program.windows.ipAccess().findChild<QLineEdit*>(u"txtIPaddress"_s), u"127.2.0.0/16"_s);
+        click(program.windows.ipAccess(), "cmdAdd");
+        click(program.windows.ipAccess(), "cmdOK");
+        QCOMPARE(db->column(u"select ip from blocked_ips_by_user where username='bob'"_s), QStringList{"127.2.0.0/16"});
         QCOMPARE(db->column(u"select username from users where username like 'CORP%'"_s), QStringList{"CORP\\ann"});
         db->exec(u"update users set use_quota=1, quota_max=2048, ratio_type='BytesOverall', ratio_up=1, ratio_down=4, "
                  "speed_limit_value='64', max_concurrent=2 where username='carol'"_s);
         db->exec(u"insert into blocked_ips (ip) values ('127.1.0.0/16')"_s);
-        db->exec(u"insert into blocked_ips_by_user (username, ip) values ('bob', '127.2.*.*')"_s);
-        db->exec(u"insert into blocked_ips_by_user (username, ip) values ('*', '127.3.3.3')"_s);
+        db->exec(u"insert into blocked_ips_by_user (username, ip) values ('*', '127.3.*.3')"_s);
         const QString settings = env.settingsPath();
 
         for (const auto& query : gatewick::contractQueries()) {
@@ -151,8 +172,8 @@ private slots:
             {"off", "wrong", "127.0.0.1", "-1", "Disabled: yes (disable_user is 1). The log-in is refused.|Password: does not match the stored text."},
             {"homeless", "homeless-pw", "127.0.0.1", "-1", "/ftp/homeless\": missing. The log-in is refused."},
             {"bob", "bob-pw", "127.1.7.7", "-1", "IP rule \"127.1.0.0/16\" (global) matches 127.1.7.7. The log-in is refused."},
-            {"bob", "bob-pw", "127.2.7.7", "-1", "IP rule \"127.2.*.*\" (the account's own) matches 127.2.7.7."},
-            {"bob", "bob-pw", "127.3.3.3", "-1", "IP rule \"127.3.3.3\" (\"*\", for every account) matches 127.3.3.3."},
+            {"bob", "bob-pw", "127.2.7.7", "-1", "IP rule \"127.2.0.0/16\" (the account's own) matches 127.2.7.7."},
+            {"bob", "bob-pw", "127.3.3.3", "-1", "IP rule \"127.3.*.3\" (\"*\", for every account) matches 127.3.3.3."},
             {"imported", "migrated", "127.2.7.7", "1", ""},
             {"bob", "bob-pw", "2001:db8::1", "1", ""},
             {"bob", "bob-pw", "not an address", "-1", "IP rule \"127.1.0.0/16\" (global) refuses the unreadable address \"not an address\"."},

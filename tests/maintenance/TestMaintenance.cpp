@@ -5,6 +5,7 @@
 #include "UpdateInstaller.h"
 
 #include "app/MainWindow.h"
+#include "maintenance/AboutWindow.h"
 #include "maintenance/MigrateWindow.h"
 #include "maintenance/ProgramFiles.h"
 #include "maintenance/UpdateCheck.h"
@@ -15,6 +16,7 @@
 #include <QFile>
 #include <QHostAddress>
 #include <QProcess>
+#include <QPushButton>
 #include <QRadioButton>
 #include <QTest>
 
@@ -27,8 +29,7 @@ Q_DECLARE_METATYPE(Damage)
 // Tools -> Migration Utility, with the tool written beside the program (or the installed
 // package's own) started in its place; Help -> Check for Updates against a real HTTP
 // server on loopback, and the updater it starts, run with the tests' own key as it runs
-// once the program has ended. (About, from the tray and the Help menu, revealing Show Log,
-// is the main window's test.)
+// once the program has ended; and About's Close.
 class TestMaintenance : public QObject
 {
     Q_OBJECT
@@ -73,6 +74,15 @@ class TestMaintenance : public QObject
 private slots:
     void initTestCase() { qputenv("QUILLMERE_UPDATE_URL", m_server.baseUrl().toString().toUtf8()); }
     void cleanupTestCase() { qunsetenv("QUILLMERE_UPDATE_URL"); }
+
+    // Close hides About (its icon revealing Show Log is the main window's test).
+    void aboutCloses()
+    {
+        AboutWindow about;
+        about.show();
+        QTest::mouseClick(about.findChild<QPushButton*>(u"cmdClose1"_s), Qt::LeftButton);
+        QVERIFY(!about.isVisible());
+    }
 
     // What is in place before the launch, the answers, the program started (relative to
     // the test's folder) and the message of a failure, after which the dialog stays.
