@@ -1,22 +1,25 @@
 #include "TestMain.h"
 
 #include "platform/DateForm.h"
-#include "platform/RegionalDate.h"
+#include "platform/InstanceLock.h"
+#include "platform/PathInfo.h"
 #include "platform/SettingsStore.h"
 
 #include <QDir>
 #include <QFile>
 #include <QSettings>
+#include <QSignalSpy>
 #include <QTemporaryDir>
 #include <QTest>
+#include <QThread>
+
+#include <memory>
 
 using namespace Qt::StringLiterals;
 
-// The settings store over a real INI file: the first-run marker, the value limits,
-// the trace lines and the behaviour of a store that cannot be used; and the
-// installation's one short date form kept in it, taken from the locale of the first
-// run with a four-digit year and applied alike under every locale.
-class TestSettingsStore : public QObject
+// The operating-system services: the instance lock, the path facts, the settings store over a
+// real INI file, and the installation's one short date form kept in it.
+class TestPlatform : public QObject
 {
     Q_OBJECT
 
@@ -31,54 +34,118 @@ class TestSettingsStore : public QObject
     QString freshPath() { return m_dir.filePath(u"%1/serv-u.ini"_s.arg(++m_counter)); }
 
 private slots:
-    void init() { m_lines.clear(); }
+    void initTestCase()
+    {
+        for (const char* folder : {"empty", "hidden"})
+            QVERIFY(QDir().mkpath(m_dir.filePath(QLatin1String(folder))));
+        QVERIFY(QFile(m_dir.filePath(u"hidden/.servu"_s)).open(QIODevice::WriteOnly));
+    }
     void cleanup() { QLocale::setDefault(QLocale::c()); }
 
-    void freshStoreFromTheFirstRunOn()
+    void instanceLockHeldOnceAndShowsItsHolder_data()
+    {
+        QTest::addColumn<QString>("lock");
+        QTest::addColumn<bool>("leftBehind");
+        QTest::newRow("runtime folder not there yet") << "runtime/nested/Vantrel.lock" << false;
+        QTest::newRow("socket file of a run that died") << "Vantrel.lock" << true;
+    }
+    void instanceLockHeldOnceAndShowsItsHolder()
+    {
+        QFETCH(QString, lock);
+        QFETCH(bool, leftBehind);
+        QTemporaryDir dir;
+        InstanceLock first(dir.filePath(lock));
+        InstanceLock second(first.lockFilePath());
+        if (leftBehind)
+            QVERIFY(QFile(first.socketPath()).open(QIODevice::WriteOnly));
+        QVERIFY(!second.askHolderToShow());
+        QVERIFY(first.tryAcquire());
+        QVERIFY(first.tryAcquire()); // asking again keeps it
+        QVERIFY(!second.tryAcquire());
+
+        QSignalSpy asked(&first, &InstanceLock::showRequested);
+        bool answered = false;
+        std::unique_ptr<QThread> asking(QThread::create([&] { answered = second.askHolderToShow(); }));
+        asking->start();
+        QTRY_VERIFY(asking->isFinished());
+        QVERIFY(answered);
+        QCOMPARE(asked.count(), 1);
+        first.release();
+        QVERIFY(!QFile::exists(first.socketPath()));
+        QVERIFY(second.tryAcquire());
+    }
+
+    // The path facts the configuration window's folder checks rely on, and the case a path is
+    // stored in: only a path beginning with "/" keeps its case.
+    void pathFactsAndStoredCase_data()
+    {
+        // "%1" stands for a temporary folder.
+        QTest::addColumn<QString>("path");
+        QTest::addColumn<QString>("facts");
+        QTest::addColumn<QString>("stored");
+        QTest::newRow("empty folder") << "%1/empty" << "directory empty" << "%1/empty";
+        QTest::newRow("folder with a hidden file only") << "%1/hidden/" << "directory" << "%1/hidden/";
+        QTest::newRow("missing") << "%1/missing" << "" << "%1/missing";
+        QTest::newRow("no path") << "" << "" << "";
+        QTest::newRow("system root") << "/" << "root directory" << "/";
+        QTest::newRow("posix") << "/srv/ftp/Incoming" << "" << "/srv/ftp/Incoming";
+        QTest::newRow("drive root") << "C:\\" << "root" << "c:\\";
+        QTest::newRow("drive folder") << "C:\\Program Files\\Serv-U\\" << "" << "c:\\program files\\serv-u\\";
+        QTest::newRow("unc share") << "\\\\Server\\Share" << "root unc network" << "\\\\server\\share";
+        QTest::newRow("unc folder") << "\\\\server\\share\\FTP\\" << "unc network" << "\\\\server\\share\\ftp\\";
+        QTest::newRow("slash unc, stored as posix") << "//Server/Share/ftp" << "unc network" << "//Server/Share/ftp";
+        QTest::newRow("url") << "http://example.org/ftp" << "url" << "http://example.org/ftp";
+        QTest::newRow("blank before the slash") << " /Srv" << "" << " /srv";
+    }
+    void pathFactsAndStoredCase()
+    {
+        QFETCH(QString, path);
+        QFETCH(QString, stored);
+        path.replace(u"%1"_s, m_dir.path());
+        const PathFacts facts = pathInfo(path);
+        const std::pair<bool, const char*> named[] = {{facts.isRoot, "root"}, {facts.isDirectory, "directory"},
+                                                      {facts.isEmptyDirectory, "empty"}, {facts.isUnc, "unc"},
+                                                      {facts.isUrl, "url"}, {facts.isNetworkPath, "network"}};
+        QStringList set;
+        for (const auto& [fact, name] : named)
+            if (fact)
+                set << QLatin1String(name);
+        QTEST(set.join(u' '), "facts");
+        QCOMPARE(storedPathCase(path), stored.replace(u"%1"_s, m_dir.path()));
+    }
+
+    void settingsFromTheFirstRunOn()
     {
         const QString path = freshPath();
         auto store = storeAt(path);
-        QVERIFY(!store.connectionKeyExists());
         QCOMPARE(store.readConnectionString(), QString());
-        QCOMPARE(store.getRegSettings(u"ini_path"_s), QString());
         QVERIFY(!QFile::exists(path));
-
         // The settings key alone does not mark a configured installation.
         QVERIFY(store.saveRegSetting(u"servu_path"_s, u"/opt/ftp/"_s));
         QVERIFY(!store.connectionKeyExists());
-        QVERIFY(store.saveConnectionString(u"Provider=SQLite;Data Source=/srv/accounts.db"_s));
-        QVERIFY(store.connectionKeyExists());
         const QString tricky = u"Provider=SQLOLEDB.1;Data Source=host,1433;Password=\"a;b\";User ID=o'hara"_s;
         QVERIFY(store.saveConnectionString(tricky));
-        QVERIFY(store.saveRegSetting(u"ftp_directory"_s, u"/srv/ftp/"_s));
-        QCOMPARE(store.getRegSettings(u"never_saved"_s), QString());
-        const QString read = u"RegSetValueEx hkey, settingName, 0, REG_SZ, settingValue, Len(settingValue)"_s;
-        QCOMPARE(m_lines, QStringList({read, "file not found, create key", "create key return code: 0", "registry", "open the registry",
-                                       "file not found, create key", "registry", "open the registry", "No error", "No error", read}));
+        QVERIFY(store.connectionKeyExists());
         QCOMPARE(store.readConnectionString(), tricky);
         QCOMPARE(store.getRegSettings(u"servu_path"_s), u"/opt/ftp/"_s);
 
         // Other programs read the same key paths; a read-only store reads and never writes.
-        QSettings raw(path, QSettings::IniFormat);
-        QCOMPARE(raw.value(u"software/Orvane/serv-u/connectionstring/Default"_s).toString(), tricky);
-        QCOMPARE(raw.value(u"software/Orvane/serv-u/settings/ftp_directory"_s).toString(), u"/srv/ftp/"_s);
+        QCOMPARE(QSettings(path, QSettings::IniFormat).value(u"software/Orvane/serv-u/connectionstring/Default"_s).toString(), tricky);
         auto reader = storeAt(path, SettingsStore::Access::ReadOnly);
         QCOMPARE(reader.readConnectionString(), tricky);
         QVERIFY(!reader.saveConnectionString(u"changed"_s));
         QCOMPARE(store.readConnectionString(), tricky);
 
         // Values stop at the read buffers.
-        store.saveRegSetting(u"ini_path"_s, QString(254, u's'));
-        QCOMPARE(store.getRegSettings(u"ini_path"_s), QString(254, u's'));
         store.saveRegSetting(u"ini_path"_s, QString(300, u't'));
         QCOMPARE(store.getRegSettings(u"ini_path"_s), QString(254, u't'));
         store.saveConnectionString(QString(1100, u'c'));
         QCOMPARE(store.readConnectionString(), QString(1023, u'c'));
     }
 
-    // Files the store did not write: what it reads from them, what a save logs, and
-    // that a save that cannot land fails and spoils no later read.
-    void filesItDidNotWrite_data()
+    // Files the store did not write: what it reads from them, the code a save logs, and that a
+    // save that cannot land fails and spoils no later read.
+    void settingsFilesItDidNotWrite_data()
     {
         QTest::addColumn<QString>("setUp"); // "file" holds the bytes; "folder" stands in its place; "under a file": its parent is a file
         QTest::addColumn<QByteArray>("bytes");
@@ -90,7 +157,6 @@ private slots:
         for (int i = 0; i < 4096; ++i)
             garbage.append(static_cast<char>((i * 7919) % 256));
         const QByteArray software = "[software]\nOrvane\\serv-u\\";
-        const QStringList created{"file not found, create key", "create key return code: 0"};
         QTest::newRow("a folder, whatever the rights") << "folder" << QByteArray() << "" << "" << QStringList{"error: 5"} << false;
         QTest::newRow("cannot be created") << "under a file" << QByteArray() << "" << ""
                                            << QStringList{"file not found, create key", "create key return code: 5"} << false;
@@ -101,13 +167,14 @@ private slots:
                                            << "Provider=SQLite;Data Source=a.db" << "/opt/old/" << QStringList{"No error"} << false;
         QTest::newRow("unparsable") << "file" << QByteArray("[software\nOrvane\\serv-u\\connectionstring\\Default=abc\n") << "" << ""
                                     << QStringList{"error: 13"} << false;
-        QTest::newRow("binary garbage") << "file" << garbage << "" << "" << created << false;
-        QTest::newRow("odd hand edits") << "file" << "; edited by hand\n=novalue\nthis is = = not\n" + software + "settings\\note=kept\n" << ""
-                                        << "" << QStringList{"No error"} << true;
-        QTest::newRow("hand-edited list value") << "file" << software + "settings\\servu_path=/srv/a,b\n" << "" << "/srv/a,b"
-                                                << QStringList{"No error"} << true;
+        QTest::newRow("binary garbage") << "file" << garbage << "" << ""
+                                        << QStringList{"file not found, create key", "create key return code: 0"} << false;
+        QTest::newRow("hand edits and a list value") << "file"
+                                                     << "; edited by hand\n=novalue\nthis is = = not\n" + software
+                                                            + "settings\\note=kept\nOrvane\\serv-u\\settings\\servu_path=/srv/a,b\n"
+                                                     << "" << "/srv/a,b" << QStringList{"No error"} << true;
     }
-    void filesItDidNotWrite()
+    void settingsFilesItDidNotWrite()
     {
         QFETCH(QString, setUp);
         QFETCH(QByteArray, bytes);
@@ -135,7 +202,7 @@ private slots:
         if (lands) {
             QCOMPARE(store.readConnectionString(), u"Provider=SQLite;Data Source=b.db"_s);
             QCOMPARE(store.getRegSettings(u"servu_path"_s), u"/opt/new/"_s);
-            QCOMPARE(store.getRegSettings(u"note"_s), bytes.contains("note=kept") ? u"kept"_s : QString());
+            QCOMPARE(store.getRegSettings(u"note"_s), u"kept"_s);
             return;
         }
         for (const SettingsStore& reader : {store, storeAt(path, SettingsStore::Access::ReadOnly)}) {
@@ -146,32 +213,32 @@ private slots:
         QCOMPARE(file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray(), bytes);
     }
 
-    void firstRunTakesTheLocaleWithFourDigitYears_data()
+    void dateFormOfTheFirstRunHasFourDigitYears_data()
     {
         QTest::addColumn<QString>("locale");
         QTest::addColumn<QString>("pattern");
-        QTest::addColumn<QString>("text");
-        QTest::newRow("en_US") << "en_US" << "M/d/yyyy" << "3/7/2027";
-        QTest::newRow("de_DE") << "de_DE" << "dd.MM.yyyy" << "07.03.2027";
-        QTest::newRow("en_GB") << "en_GB" << "dd/MM/yyyy" << "07/03/2027";
-        QTest::newRow("C") << "C" << "d MMM yyyy" << "7 Mar 2027";
+        QTest::newRow("en_US, widened") << "en_US" << "M/d/yyyy";
+        QTest::newRow("en_GB") << "en_GB" << "dd/MM/yyyy";
+        QTest::newRow("C") << "C" << "d MMM yyyy";
     }
-    void firstRunTakesTheLocaleWithFourDigitYears()
+    void dateFormOfTheFirstRunHasFourDigitYears()
     {
         QFETCH(QString, locale);
         QFETCH(QString, pattern);
         auto store = storeAt(freshPath());
-        const DateForm first = DateForm::forInstallation(store, QLocale(locale));
-        QCOMPARE(first.pattern(), pattern);
-        QTEST(first.format(QDate(2027, 3, 7)), "text");
+        QCOMPARE(DateForm::forInstallation(store, QLocale(locale)).pattern(), pattern);
         QCOMPARE(store.getRegSettings(DateForm::SettingName), pattern);
         // A later run under another locale keeps the stored form; a stored one that cannot hold a date is replaced.
         QCOMPARE(DateForm::forInstallation(store, QLocale(u"ja_JP"_s)).pattern(), pattern);
-        store.saveRegSetting(DateForm::SettingName, u"yy"_s);
-        QCOMPARE(DateForm::forInstallation(store, QLocale(locale)).pattern(), pattern);
+        for (const char* unusable : {"", "M/d/yy", "MM/yyyy", "hh:mm"}) {
+            store.saveRegSetting(DateForm::SettingName, QLatin1String(unusable));
+            QCOMPARE(DateForm::forInstallation(store, QLocale(locale)).pattern(), pattern);
+        }
+        store.saveRegSetting(DateForm::SettingName, u"dddd, d MMMM yyyy"_s);
+        QCOMPARE(DateForm::forInstallation(store, QLocale(locale)).pattern(), u"dddd, d MMMM yyyy"_s);
     }
 
-    void readsAndWritesAlikeUnderEveryLocale_data()
+    void dateFormReadsAndWritesAlikeUnderEveryLocale_data()
     {
         QTest::addColumn<QString>("pattern");
         QTest::addColumn<QString>("processLocale");
@@ -180,15 +247,13 @@ private slots:
         QTest::addColumn<QString>("written");
         const QDate december(2026, 12, 1);
         QTest::newRow("en_GB form under en_US") << "dd/MM/yyyy" << "en_US" << "01/12/2026" << december << "01/12/2026";
-        QTest::newRow("en_US form under en_GB") << "M/d/yyyy" << "en_GB" << "12/1/2026" << december << "12/1/2026";
-        QTest::newRow("de_DE form under en_US") << "dd.MM.yyyy" << "en_US" << "01.12.2026" << december << "01.12.2026";
         QTest::newRow("C form under de_DE") << "d MMM yyyy" << "de_DE" << "1 Dec 2026" << december << "1 Dec 2026";
         QTest::newRow("two-digit year, this century") << "dd/MM/yyyy" << "en_US" << "01/12/26" << december << "01/12/2026";
         QTest::newRow("two-digit year, last century") << "dd/MM/yyyy" << "en_US" << "01/12/99" << QDate(1999, 12, 1) << "01/12/1999";
         QTest::newRow("another form") << "dd/MM/yyyy" << "en_US" << "2026-12-01" << QDate() << "";
         QTest::newRow("no date") << "M/d/yyyy" << "en_US" << "soon" << QDate() << "";
     }
-    void readsAndWritesAlikeUnderEveryLocale()
+    void dateFormReadsAndWritesAlikeUnderEveryLocale()
     {
         QFETCH(QString, pattern);
         QFETCH(QString, processLocale);
@@ -200,17 +265,7 @@ private slots:
         if (date.isValid())
             QTEST(form.format(date), "written");
     }
-
-    void onlyFormsThatHoldADateAreUsableAndTimesAreShort()
-    {
-        for (const char* usable : {"M/d/yyyy", "yyyy-MM-dd", "d MMM yyyy", "dddd, d MMMM yyyy"})
-            QVERIFY2(DateForm::isUsable(QLatin1String(usable)), usable);
-        for (const char* unusable : {"", "M/d/yy", "MM/yyyy", "d.M.", "hh:mm"})
-            QVERIFY2(!DateForm::isUsable(QLatin1String(unusable)), unusable);
-        QCOMPARE(regional::shortTime(QTime(14, 5, 9), QLocale(u"de_DE"_s)), u"14:05"_s);
-        QCOMPARE(regional::shortTime(QTime(14, 5, 9), QLocale(u"en_US"_s)), u"2:05 PM"_s);
-    }
 };
 
-QUILLMERE_TEST(TestSettingsStore)
-#include "TestSettingsStore.moc"
+QUILLMERE_TEST(TestPlatform)
+#include "TestPlatform.moc"
