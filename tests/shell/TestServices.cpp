@@ -1,10 +1,14 @@
 #include "ProgramUnderTest.h"
 #include "TestDatabase.h"
+#include "TestDoubles.h"
 #include "TestMain.h"
 
+#include "app/StatusWindow.h"
 #include "platform/QtPrompter.h"
 #include "server/ConfigureWindow.h"
+#include "services/EmbeddedFiles.h"
 #include "services/Session.h"
+#include "services/StatusLog.h"
 
 #include <QApplication>
 #include <QLineEdit>
@@ -13,20 +17,29 @@
 #include <QPointer>
 #include <QPushButton>
 #include <QSqlDatabase>
+#include <QTemporaryDir>
 #include <QTest>
 #include <QTimer>
 
 using namespace Qt::StringLiterals;
 
-// One session per operation: the open, the connection-error dialog with its
-// repair and give-up paths, quiet opens and statement failures.
-class TestSession : public QObject
+// The services every window uses: one session per operation with the connection-error
+// dialog's repair and give-up paths, the status log and its window, and the carried files.
+class TestServices : public QObject
 {
     Q_OBJECT
 
     static inline const QString Unreachable = u"Provider=SQLite;Data Source=/nonexistent/accounts.db"_s;
 
+    static QByteArray contents(const QString& path)
+    {
+        QFile file(path);
+        return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+    }
+
 private slots:
+    void cleanup() { QLocale::setDefault(QLocale::c()); }
+
     void sessionOfOneOperation_data() { addEngineRows(); }
     void sessionOfOneOperation()
     {
@@ -34,8 +47,7 @@ private slots:
         QUILLMERE_OPEN_DATABASE(db, program.env);
         QTest::failOnWarning(QRegularExpression(u"still in use"_s));
         const qsizetype connections = QSqlDatabase::connectionNames().size();
-        program.env.prompter.answerMessage(prompt::Answer::Ok, u"The database specified may have incorrect tables or be missing.\r\n"
-                                                               "Please check your database and your connection string."_s);
+        program.env.prompter.answerMessage(prompt::Answer::Ok, u"The database specified may have incorrect tables or be missing."_s);
         {
             Session session(program.env.context);
             QVERIFY(session.open());
@@ -46,12 +58,9 @@ private slots:
             Rows rows = session.select(u"select username from users"_s);
             QVERIFY(rows.isValid());
             session.close(); // while the rows are still held
-            QVERIFY(!session.isOpen());
         }
         QCOMPARE(QSqlDatabase::connectionNames().size(), connections);
-        QVERIFY(program.env.log.contains(u"attempt to open database"_s));
-        QCOMPARE(program.env.prompter.records().size(), 1);
-        QCOMPARE(program.env.prompter.records()[0].icon, prompt::Icon::Exclamation);
+        QCOMPARE(program.env.prompter.unusedSteps(), 0);
 
         // Each operation reads the stored string anew; a quiet open that fails shows nothing and ends nothing.
         program.env.settings.saveConnectionString(Unreachable);
@@ -83,7 +92,7 @@ private slots:
         QString tagWhileShown;
         bool timerOn = false;
         program.env.prompter.answerMessage(answer == u"No" ? prompt::Answer::No : prompt::Answer::Yes,
-                                           u"Would you like to verify your connection string settings now?"_s);
+                                           u"There was an error connecting to the database."_s);
         if (answer != u"No")
             program.env.prompter.onModal(u"frmConfigure"_s, [&](QWidget* window) {
                 tagWhileShown = static_cast<ConfigureWindow*>(window)->tag();
@@ -101,13 +110,6 @@ private slots:
         // The operation that asked is abandoned either way.
         QVERIFY(!Session(program.env.context).open());
         QCOMPARE(program.env.prompter.unusedSteps(), 0);
-
-        const PromptRecord question = program.env.prompter.messages().value(0);
-        QCOMPARE(question.caption, u"Vantrel"_s);
-        QCOMPARE(question.icon, prompt::Icon::Exclamation);
-        QCOMPARE(question.buttons, prompt::Buttons::YesNo);
-        QVERIFY(question.text.startsWith(u"There was an error connecting to the database. The list below contains possible cause:\r\n\r\n"
-                                         "    \u00B7 Connection string has an incorrect path\r\n"_s));
         QCOMPARE(tagWhileShown, answer == u"No" ? QString() : u"CDB"_s);
         QCOMPARE(timerOn, answer != u"No");
         if (answer == u"cmdCommitChanges") {
@@ -116,10 +118,8 @@ private slots:
             QVERIFY(Session(program.env.context).open());
             return;
         }
-        QCOMPARE(program.env.prompter.messages().constLast().caption, u"Quillmere CRITICAL ERROR"_s);
         QCOMPARE(program.env.prompter.messages().constLast().icon, prompt::Icon::Critical);
-        QCOMPARE(program.env.tray.current(), TrayPicture::Red);
-        QVERIFY(!program.env.tray.isAdded());
+        QVERIFY(program.env.tray.current() == TrayPicture::Red && !program.env.tray.isAdded());
         QCOMPARE(program.env.process.exitCodes(), QList<int>({0}));
     }
 
@@ -167,7 +167,59 @@ private slots:
         QVERIFY(!env.process.hasEnded());
         QCOMPARE(env.tray.current(), TrayPicture::Blue);
     }
+
+    // Each line has the date in the installation's form and the locale's time; the newest ten thousand
+    // stay, and the window shows the lines from before it opened and after.
+    void statusLogLinesAndWindow()
+    {
+        QLocale::setDefault(QLocale(u"en_US"_s));
+        FixedClock clock(QDateTime(QDate(2026, 11, 22), QTime(9, 30, 15)));
+        DateForm dates(u"M/d/yyyy"_s);
+        StatusLog log(clock, dates);
+        log.logStatus(u"attempt to open database"_s);
+        QCOMPARE(log.text(), u"Log File\r\n11/22/2026 9:30 AM:  attempt to open database\r\n"_s);
+        StatusWindow window(log);
+        QLocale::setDefault(QLocale(u"de_DE"_s));
+        clock.setNow(QDateTime(QDate(2027, 1, 5), QTime(17, 4)));
+        log.logStatus(u"close database"_s);
+        QCOMPARE(log.lines().back(), u"1/5/2027 17:04:  close database"_s);
+        QCOMPARE(window.findChild<QPlainTextEdit*>(u"txtLog"_s)->toPlainText(), u"Log File\n"_s + log.lines()[1] + u'\n' + log.lines()[2]);
+        // A change of the form shows in the next line; only whole messages are found.
+        dates = DateForm(u"dd.MM.yyyy"_s);
+        log.logStatus(u"save data"_s);
+        QCOMPARE(log.lines().back(), u"05.01.2027 17:04:  save data"_s);
+        QVERIFY(log.contains(u"close database"_s) && !log.contains(u"close"_s));
+
+        for (int i = 1; i <= StatusLog::MaxLines + 5; ++i)
+            log.logStatus(QString::number(i));
+        QCOMPARE(static_cast<int>(log.lines().size()), StatusLog::MaxLines);
+        QVERIFY(log.lines().front().endsWith(u":  6"_s));
+    }
+
+    // A carried file is written byte for byte (the test executable carries one under number 100).
+    void carriedFileWrittenExactlyOrTheFileNamed()
+    {
+        QTemporaryDir dir;
+        const QByteArray carried = contents(embedded::resourcePath(100));
+        QVERIFY(!carried.isEmpty());
+        // Over a longer file only the new bytes are left, and a program becomes executable.
+        const QString target = dir.filePath(u"update.exe"_s);
+        QFile earlier(target);
+        QVERIFY(earlier.open(QIODevice::WriteOnly) && earlier.write(QByteArray(carried.size() * 3 + 100, 'X')) > 0);
+        earlier.close();
+        const auto result = embedded::writeEmbeddedFile(100, target);
+        QVERIFY2(result.ok, qPrintable(result.error));
+        QCOMPARE(contents(target), carried);
+        QVERIFY(QFileInfo(target).isExecutable());
+
+        // A folder that is not there, and a number nothing is carried under.
+        for (const auto& [number, path] : {std::pair{100, dir.filePath(u"missing-folder/Gatewick.dll"_s)}, {999, dir.filePath(u"x"_s)}}) {
+            const auto failed = embedded::writeEmbeddedFile(number, path);
+            QVERIFY2(!failed.ok && failed.error.contains(path), qPrintable(failed.error));
+            QVERIFY(!QFile::exists(path));
+        }
+    }
 };
 
-QUILLMERE_TEST(TestSession)
-#include "TestSession.moc"
+QUILLMERE_TEST(TestServices)
+#include "TestServices.moc"
