@@ -42,8 +42,6 @@ private slots:
         QCOMPARE(parts.value(u"provider"_s), u"SQLOLEDB.1"_s);
         QCOMPARE(parts.value(u"DATA SOURCE"_s), u"host;with;semicolons"_s);
         QCOMPARE(parts.value(u"Password"_s), u"it's"_s);
-        QCOMPARE(parts.value(u"user id"_s), u"sa"_s);
-        QVERIFY(!parts.has(u"initial catalog"_s));
         QCOMPARE(parts.value({"initial catalog", "user id"}), u"sa"_s);
 
         QCOMPARE(ConnectionString::withValue(u"Provider=SQLOLEDB.1;Data Source=db1"_s, u"Initial Catalog"_s, u"Quillmere"_s),
@@ -66,8 +64,6 @@ private slots:
                                      "Data Source=db1,1444"
                                   << sqlServer << "QODBC" << true
                                   << "SERVER=db1;PORT=1444;TDS_Version=7.4;ClientCharset=UTF-8;DATABASE=ftp;UID=sa;PWD=a;";
-        QTest::newRow("sqlncli") << "Provider=SQLNCLI11;Data Source=db1\\SQLEXPRESS;User ID=sa;Password=x" << sqlServer << "QODBC" << true
-                                 << "SERVER=db1\\SQLEXPRESS;";
         QTest::newRow("no server") << "Provider=SQLOLEDB.1;Initial Catalog=ftp" << sqlServer << "QODBC" << false << "";
 #ifndef Q_OS_WIN
         QTest::newRow("sspi") << "Provider=SQLOLEDB.1;Integrated Security=SSPI;Data Source=db1" << sqlServer << "QODBC" << false << "";
@@ -81,7 +77,6 @@ private slots:
         QTest::newRow("postgres bad port") << "Provider=PostgreSQL;Host=db1;Port=http;Database=ftp" << postgres << "QPSQL" << false << "";
         QTest::newRow("postgres no database") << "Provider=PostgreSQL;Host=db1" << postgres << "QPSQL" << false << "";
         QTest::newRow("unknown provider") << "Provider=MSDASQL;DSN=x" << unknown << "" << false << "";
-        QTest::newRow("no provider") << "Data Source=/tmp/x.db" << unknown << "" << false << "";
         // Malformed text never breaks the reader.
         for (const char* text : {"", ";;;", "=", "novalue", "Provider", "Provider=\"unterminated", "Data Source==x", "\"\"=\"\""})
             QTest::addRow("malformed: %s", text) << text << unknown << "" << false << "";
@@ -108,10 +103,7 @@ private slots:
     // underscores; a stored flag is set for any value but NULL and 0.
     void literalsNamesAndFlags()
     {
-        QCOMPARE(sqlQuote(u"o'hara"_s), u"'o''hara'"_s);
-        QCOMPARE(sqlQuote(u"say \"hi\""_s), u"'say \"hi\"'"_s);
-        QCOMPARE(sqlQuote(QString()), u"''"_s);
-        QCOMPARE(sqlQuote(u"''"_s), u"''''''"_s);
+        QCOMPARE(sqlQuote(u"o'hara, say \"hi\" ''"_s) + sqlQuote(QString()), u"'o''hara, say \"hi\" '''''''"_s);
         QLocale::setDefault(QLocale(u"de_DE"_s));
         QCOMPARE(sqlNumber(1.5) + u' ' + sqlNumber(1048576.0) + u' ' + sqlNumber(qint64(-1)), u"1.5 1048576 -1"_s);
         QLocale::setDefault(QLocale::c());

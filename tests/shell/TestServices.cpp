@@ -58,6 +58,7 @@ private slots:
             Rows rows = session.select(u"select username from users"_s);
             QVERIFY(rows.isValid());
             session.close(); // while the rows are still held
+            QVERIFY(!session.isOpen());
         }
         QCOMPARE(QSqlDatabase::connectionNames().size(), connections);
         QCOMPARE(program.env.prompter.unusedSteps(), 0);
