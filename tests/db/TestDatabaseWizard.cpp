@@ -1,5 +1,6 @@
 #include "PostgresCluster.h"
 #include "ProgramUnderTest.h"
+#include "TestDatabase.h"
 #include "TestMain.h"
 
 #include "server/DatabaseWizardWindow.h"
@@ -70,9 +71,9 @@ QByteArray contents(const QString& path)
 
 } // namespace
 
-// The database wizard driven as the administrator drives it: the name dialogue,
-// the SQLite file, a real PostgreSQL database, a server that never answers, and
-// recording the connection string of an existing database.
+// The database wizard driven as the administrator drives it: the name dialogue, the
+// SQLite file and a real PostgreSQL database created and recorded, and a server that
+// never answers.
 class TestDatabaseWizard : public QObject
 {
     Q_OBJECT
@@ -88,7 +89,6 @@ private slots:
         using A = prompt::Answer;
         const QString retype = u"has spaces and/or dashes"_s;
         QTest::newRow("blanks, proposal taken") << "LOCALHOST" << "my db-1" << QList{A::No, A::Yes} << retype;
-        QTest::newRow("blanks, retyped") << "LOCALHOST" << "my db-1" << QList{A::Yes} << retype;
         // The name goes into "create database" bare: one that could be read as more than a name reaches no server.
         QTest::newRow("not bare") << "localhost" << "x;drop_database_master" << QList{A::Ok}
                                   << "The database name \"x;drop_database_master\" cannot be used.";
@@ -118,94 +118,103 @@ private slots:
         QVERIFY(run.saved().isEmpty());
     }
 
-    // Where Jet does not exist, the file the wizard writes is shown as what it is, an SQLite
-    // file, and an Access name is refused.
-    void fileDatabase_data()
+    // The administrator's walk on each engine: a new database, the same one again, and recording an existing
+    // one on page 4, which writes nothing. Where Jet does not exist, the file the wizard writes is shown as
+    // what it is, an SQLite file, and an Access name is refused.
+    void createsThenRecordsADatabase_data() { addEngineRows(); }
+    void createsThenRecordsADatabase()
     {
-        QTest::addColumn<QString>("name");
-        QTest::addColumn<bool>("written");
-        QTest::newRow("db") << "Servu.DB" << true;
-        QTest::newRow("access name") << "accounts.mdb" << false;
-        QTest::newRow("picker cancelled") << "" << false;
-    }
-    void fileDatabase()
-    {
-        QFETCH(QString, name);
-        QFETCH(bool, written);
+        QFETCH(TestEngine, engine);
+        const bool sqlite = engine == TestEngine::Sqlite;
+        PostgresCluster* cluster = sqlite ? nullptr : PostgresCluster::shared();
+        QUILLMERE_REQUIRE(sqlite || cluster, PostgresCluster::unavailableReason());
+        const QByteArray previousUser = qgetenv("PGUSER");
+        qputenv("PGUSER", "postgres");
         WizardRun run;
         const QByteArray template_ = contents(embedded::resourcePath(embedded::TemplateDatabase));
-        QVERIFY(template_.startsWith("SQLite format 3"));
-        const QString path = name.isEmpty() ? QString() : run.program.env.path(name);
-        run.toCreatePage(u"optAccess"_s);
-        // The picker's answer comes back trimmed and without NULs.
-        run.prompter().answerFile(path.isEmpty() ? path : path + QChar(0) + u"  "_s);
-        if (!written)
-            run.prompter().answerMessage(prompt::Answer::Ok, u"There was an error creating database structure."_s);
-        run.click("cmdPage2Next");
-        const PromptRecord picker = run.prompter().records().value(0);
-        QVERIFY(picker.caption == u"Save SQLite Database" && picker.defaultText == u"servu.db");
-        QCOMPARE(run.prompter().unusedSteps(), 0);
-        if (!written) {
-            QVERIFY(path.isEmpty() || !QFile::exists(path));
-            QCOMPARE(run.wizard.currentPage(), 2);
-            QVERIFY(run.saved().isEmpty());
-            return;
+        const QString path = run.program.env.path(u"Servu.DB"_s);
+        run.toCreatePage(sqlite ? u"optAccess"_s : u"optPostgreSQL"_s);
+        if (sqlite) {
+            run.prompter().answerFile(run.program.env.path(u"accounts.mdb"_s))
+                .answerMessage(prompt::Answer::Ok, u"There was an error creating database structure."_s);
+            run.click("cmdPage2Next");
+            QVERIFY(!QFile::exists(run.program.env.path(u"accounts.mdb"_s)) && run.saved().isEmpty());
+            // The picker's answer comes back trimmed and without NULs.
+            run.prompter().answerFile(path + QChar(0) + u"  "_s);
+        } else {
+            run.prompter().answerInput(u"127.0.0.1:%1"_s.arg(cluster->port())).answerInput(u"WizardDb"_s);
         }
-        QCOMPARE(contents(path), template_);
-        QCOMPARE(run.savedAndShown(), u"Provider=SQLite;Data Source="_s + path);
+        run.click("cmdPage2Next");
+        QCOMPARE(run.prompter().unusedSteps(), 0);
+        if (sqlite) {
+            const PromptRecord picker = run.prompter().records().value(0);
+            QVERIFY(picker.caption == u"Save SQLite Database" && picker.defaultText == u"servu.db");
+            QCOMPARE(contents(path), template_);
+        }
+        // PostgreSQL folds names to lower case; the wizard does so in the string too.
+        const QString created = sqlite ? u"Provider=SQLite;Data Source="_s + path
+                                       : u"Provider=PostgreSQL;Data Source=127.0.0.1;Port=%1;Initial Catalog=wizarddb;"_s.arg(cluster->port());
+        QCOMPARE(run.savedAndShown(), created);
         QCOMPARE(run.wizard.currentPage(), 3);
-        QVERIFY(Session(run.program.env.context).open(Session::Feedback::Quiet));
+        Session session(run.program.env.context);
+        QVERIFY(session.open(Session::Feedback::Quiet));
+        for (const schema::Table& table : schema::accountTables())
+            QVERIFY2(session.select(u"select * from "_s + table.name).isValid(), qPrintable(table.name));
+        session.close();
         run.click("cmdFinish");
         QVERIFY(!run.wizard.isVisible());
         QCOMPARE(run.wizard.currentPage(), 1);
 
-        // Again onto the same file: No leaves it alone, Yes replaces it.
+        // Again: the file is replaced only on Yes; the PostgreSQL database is found there and nothing is saved.
         QFile changed(path);
-        QVERIFY(changed.open(QIODevice::Append) && changed.write("accounts") > 0);
+        QVERIFY(!sqlite || (changed.open(QIODevice::Append) && changed.write("accounts") > 0));
         changed.close();
+        run.program.env.settings.saveConnectionString(u"before"_s);
         run.wizard.show();
         for (const prompt::Answer answer : {prompt::Answer::No, prompt::Answer::Yes}) {
             if (run.wizard.currentPage() == 1)
-                run.toCreatePage(u"optAccess"_s);
-            run.prompter().answerFile(path).answerMessage(answer, u"The file \"%1\" already exists."_s.arg(path));
+                run.toCreatePage(sqlite ? u"optAccess"_s : u"optPostgreSQL"_s);
+            if (sqlite)
+                run.prompter().answerFile(path).answerMessage(answer, u"The file \"%1\" already exists."_s.arg(path));
+            else
+                run.prompter().answerInput(u"127.0.0.1:%1"_s.arg(cluster->port())).answerInput(u"WizardDb"_s).answerMessage(
+                    prompt::Answer::Ok, u"There was an error creating database structure."_s);
             run.click("cmdPage2Next");
             QCOMPARE(run.prompter().unusedSteps(), 0);
-            QCOMPARE(contents(path) == template_, answer == prompt::Answer::Yes);
-            QCOMPARE(run.wizard.currentPage(), answer == prompt::Answer::Yes ? 3 : 2);
-        }
-    }
-
-    // A real PostgreSQL database with the account tables; the same name again finds it there and saves nothing.
-    void createsPostgreSqlDatabase()
-    {
-        PostgresCluster* cluster = PostgresCluster::shared();
-        QUILLMERE_REQUIRE(cluster, PostgresCluster::unavailableReason());
-        const QByteArray previousUser = qgetenv("PGUSER");
-        qputenv("PGUSER", "postgres");
-        WizardRun run;
-        for (const bool again : {false, true}) {
-            run.toCreatePage(u"optPostgreSQL"_s);
-            run.prompter().answerInput(u"127.0.0.1:%1"_s.arg(cluster->port())).answerInput(u"WizardDb"_s);
-            if (again)
-                run.prompter().answerMessage(prompt::Answer::Ok, u"There was an error creating database structure."_s);
-            run.click("cmdPage2Next");
-            QCOMPARE(run.prompter().unusedSteps(), 0);
-            if (again)
+            QCOMPARE(contents(path) == template_, sqlite && answer == prompt::Answer::Yes);
+            QCOMPARE(run.wizard.currentPage(), sqlite && answer == prompt::Answer::Yes ? 3 : 2);
+            if (!sqlite)
                 break;
-            QVERIFY2(run.prompter().messages().isEmpty(), qPrintable(run.prompter().messageTexts().join(u'\n')));
-            // PostgreSQL folds names to lower case; the wizard does so in the string too.
-            QCOMPARE(run.savedAndShown(), u"Provider=PostgreSQL;Data Source=127.0.0.1;Port=%1;Initial Catalog=wizarddb;"_s.arg(cluster->port()));
-            QCOMPARE(run.wizard.currentPage(), 3);
-            Session session(run.program.env.context);
-            QVERIFY(session.open(Session::Feedback::Quiet));
-            for (const schema::Table& table : schema::accountTables())
-                QVERIFY2(session.select(u"select * from "_s + table.name).isValid(), qPrintable(table.name));
-            run.click("cmdFinish");
-            run.wizard.show();
-            run.program.env.settings.saveConnectionString(u"before"_s);
         }
-        QCOMPARE(run.saved(), u"before"_s);
-        QCOMPARE(run.wizard.currentPage(), 2);
+        QCOMPARE(run.saved(), sqlite ? created : u"before"_s);
+
+        // Page 4: a cancelled choice says so and stays; a chosen one is recorded.
+        run.wizard.showFormFace(4);
+        run.click(sqlite ? "optAccess" : "optPostgreSQL");
+        const QString elsewhere = run.program.env.path(u"elsewhere.db"_s);
+        QString recorded = u"Provider=SQLite;Data Source="_s + elsewhere;
+        if (sqlite) {
+            run.prompter().answerFile({}).answerMessage(prompt::Answer::Ok, u"There was an error creating your connection string."_s);
+            run.click("cmdPage4Next");
+            QVERIFY(run.wizard.isVisible() && run.wizard.currentPage() == 4);
+            run.prompter().answerFile(elsewhere);
+        } else {
+            recorded = created + u"User ID=postgres;"_s;
+            run.prompter().onModal(u"frmDataLink"_s, [&](QWidget* dataLink) {
+                QCOMPARE(child<QComboBox>(dataLink, "cboProvider")->currentText(), u"PostgreSQL"_s);
+                for (const auto& [name, text] : {std::pair{"txtServer", u"127.0.0.1"_s}, {"txtPort", QString::number(cluster->port())},
+                                                 {"txtUserName", u"postgres"_s}, {"txtDatabase", u"wizarddb"_s}})
+                    child<QLineEdit>(dataLink, name)->setText(text);
+                run.prompter().answerMessage(prompt::Answer::Ok, u"Test connection succeeded."_s);
+                child(dataLink, "cmdTest")->click();
+                child(dataLink, "cmdOK")->click();
+            });
+        }
+        run.click("cmdPage4Next");
+        QCOMPARE(run.prompter().unusedSteps(), 0);
+        QCOMPARE(run.savedAndShown(), recorded);
+        QVERIFY(!run.wizard.isVisible() && !QFile::exists(elsewhere));
+        QCOMPARE(run.wizard.currentPage(), 1);
         qputenv("PGUSER", previousUser);
     }
 
@@ -276,61 +285,6 @@ private slots:
             delete socket;
         silent.close();
         QTest::qWait(50);
-    }
-
-    // Page 4 records the connection string of an existing database and writes nothing.
-    void existingDatabase_data()
-    {
-        QTest::addColumn<QString>("option");
-        QTest::addColumn<QString>("file"); // the picker's answer
-        QTest::newRow("sqlite, picker cancelled") << "optAccess" << "";
-        QTest::newRow("sqlite file, recorded") << "optAccess" << "elsewhere.db";
-        QTest::newRow("postgresql, through the data link") << "optPostgreSQL" << "";
-    }
-    void existingDatabase()
-    {
-        QFETCH(QString, option);
-        QFETCH(QString, file);
-        WizardRun run;
-        run.program.env.settings.saveConnectionString(u"before"_s);
-        run.wizard.showFormFace(4);
-        run.click(qPrintable(option));
-        const QString path = file.isEmpty() ? file : run.program.env.path(file);
-        QString expected = path.isEmpty() ? QString() : u"Provider=SQLite;Data Source="_s + path, database;
-        if (option == u"optPostgreSQL") {
-            PostgresCluster* cluster = PostgresCluster::shared();
-            QUILLMERE_REQUIRE(cluster, PostgresCluster::unavailableReason());
-            database = cluster->createDatabase();
-            QVERIFY(!database.isEmpty());
-            expected = u"Provider=PostgreSQL;Data Source=127.0.0.1;Port=%1;Initial Catalog=%2;User ID=postgres;"_s.arg(cluster->port()).arg(database);
-        }
-        if (option == u"optAccess")
-            run.prompter().answerFile(path);
-        else
-            run.prompter().onModal(u"frmDataLink"_s, [&](QWidget* dataLink) {
-                QCOMPARE(child<QComboBox>(dataLink, "cboProvider")->currentText(), u"PostgreSQL"_s);
-                const QString port = QString::number(PostgresCluster::shared()->port());
-                for (const auto& [name, text] : {std::pair{"txtServer", u"127.0.0.1"_s}, {"txtPort", port}, {"txtUserName", u"postgres"_s},
-                                                 {"txtDatabase", database}})
-                    child<QLineEdit>(dataLink, name)->setText(text);
-                run.prompter().answerMessage(prompt::Answer::Ok, u"Test connection succeeded."_s);
-                child(dataLink, "cmdTest")->click();
-                child(dataLink, "cmdOK")->click();
-            });
-        if (expected.isEmpty())
-            run.prompter().answerMessage(prompt::Answer::Ok, u"There was an error creating your connection string."_s);
-        run.click("cmdPage4Next");
-        QCOMPARE(run.prompter().unusedSteps(), 0);
-        if (expected.isEmpty()) {
-            QVERIFY(run.wizard.isVisible());
-            QCOMPARE(run.wizard.currentPage(), 4);
-            QCOMPARE(run.saved(), u"before"_s);
-            return;
-        }
-        QCOMPARE(run.savedAndShown(), expected);
-        QVERIFY(!run.wizard.isVisible());
-        QCOMPARE(run.wizard.currentPage(), 1);
-        QVERIFY(path.isEmpty() ? Session(run.program.env.context).open(Session::Feedback::Quiet) : !QFile::exists(path));
     }
 };
 

@@ -1,6 +1,5 @@
 #include "TestMain.h"
 
-#include "db/ConnectionString.h"
 #include "db/Database.h"
 #include "db/Engine.h"
 #include "db/Schema.h"
@@ -33,21 +32,6 @@ private slots:
         QFile notADatabase(m_dir.filePath(u"notes.txt"_s));
         QVERIFY(embedded::writeEmbeddedFile(embedded::TemplateDatabase, m_dir.filePath(u"servu.mdb"_s)) && notADatabase.open(QIODevice::WriteOnly));
         QCOMPARE(notADatabase.write(QByteArray(5000, 'n')), 5000);
-    }
-
-    void lenientParsingAndReplacing()
-    {
-        const auto parts = ConnectionString::parse(u"  PROVIDER = SQLOLEDB.1 ;Data Source=\"host;with;semicolons\";password='it''s';"
-                                                   "User ID=sa ; Persist Security Info=False;  ; "_s);
-        QCOMPARE(parts.value(u"provider"_s), u"SQLOLEDB.1"_s);
-        QCOMPARE(parts.value(u"DATA SOURCE"_s), u"host;with;semicolons"_s);
-        QCOMPARE(parts.value(u"Password"_s), u"it's"_s);
-        QCOMPARE(parts.value({"initial catalog", "user id"}), u"sa"_s);
-
-        QCOMPARE(ConnectionString::withValue(u"Provider=SQLOLEDB.1;Data Source=db1"_s, u"Initial Catalog"_s, u"Quillmere"_s),
-                 u"Provider=SQLOLEDB.1;Data Source=db1;Initial Catalog=Quillmere;"_s);
-        QCOMPARE(ConnectionString::withValue(u"Provider=SQLOLEDB.1;initial catalog=old;Data Source=db1"_s, u"Initial Catalog"_s, u"new"_s),
-                 u"Provider=SQLOLEDB.1;initial catalog=new;Data Source=db1"_s);
     }
 
     void providers_data()
@@ -161,18 +145,6 @@ private slots:
         Database db(connection.replace(u"%1"_s, m_dir.path()));
         QVERIFY(!db.open());
         QVERIFY(!db.lastError().isEmpty() && !db.isOpen());
-    }
-
-    // The users statement for SQL Server is built from the columns, the last three as the table was first defined.
-    void sqlServerUsersStatement()
-    {
-        const QString users = schema::sqlServerCreateStatements().value(6);
-        QVERIFY(users.startsWith(u"CREATE TABLE [dbo].[users] (   [username] [nvarchar] (50)  NOT NULL ,"_s));
-        for (const char* column : {"   [hide_hidden_files] [int] NULL ,", "   [ratio_current_credit] [float] NULL ,",
-                                   "   [quota_max] [numeric] NULL ,", "   [max_concurrent] [int] NOT NULL ,"})
-            QVERIFY2(users.contains(QLatin1String(column)), column);
-        QVERIFY(users.endsWith(u"   [comments] [nvarchar] (256)  NULL,    [Expires] [varchar] (50) NULL ,"
-                               "   [DisableOn] [varchar] (50) NULL) ON [PRIMARY]"_s));
     }
 
     // The build tool, run twice, gives the bytes the program carries, with the Access template's column properties.

@@ -3,7 +3,6 @@
 #include "TestDatabase.h"
 #include "TestMain.h"
 
-#include "accounts/ExpiringAccounts.h"
 #include "accounts/ExpiringWindow.h"
 #include "app/MainWindow.h"
 #include "db/SqlText.h"
@@ -41,32 +40,6 @@ class TestCommandLine : public QObject
     }
 
 private slots:
-    // The cases of the sweep's next action that the accounts below do not reach; today is 11/22/2026.
-    void sweepActionOfAnAccount_data()
-    {
-        QTest::addColumn<QString>("expires");
-        QTest::addColumn<QString>("disableOn");
-        QTest::addColumn<QString>("action");
-        QTest::addColumn<int>("daysLeft");
-        QTest::newRow("both on one day: deleted") << "2026-11-25" << "2026-11-25" << "delete" << 3;
-        QTest::newRow("both passed: deleted first") << "2026-11-20" << "2026-11-01" << "delete" << -2;
-        QTest::newRow("disable passed, expiry to come") << "2026-11-23" << "2026-11-10" << "disable" << -12;
-        QTest::newRow("expiry no date, disable date") << "soon" << "2026-11-30" << "disable" << 8;
-    }
-    void sweepActionOfAnAccount()
-    {
-        QFETCH(QString, expires);
-        QFETCH(QString, disableOn);
-        const auto read = [](const QString& text) {
-            const QDate date = QDate::fromString(text, Qt::ISODate);
-            return date.isValid() ? std::optional<QDate>(date) : std::nullopt;
-        };
-        const auto due = expiring::dueWithin({{u"ann"_s, expires, disableOn}}, QDate(2026, 11, 22), 30, read);
-        QCOMPARE(due.size(), 1);
-        QTEST(due[0].action, "action");
-        QTEST(due[0].daysLeft, "daysLeft");
-    }
-
     void expiringAccountsInTheWindowAndTheModes_data() { addEngineRows(); }
     void expiringAccountsInTheWindowAndTheModes()
     {

@@ -6,7 +6,6 @@
 #include "app/StatusWindow.h"
 #include "platform/QtPrompter.h"
 #include "server/ConfigureWindow.h"
-#include "services/EmbeddedFiles.h"
 #include "services/Session.h"
 #include "services/StatusLog.h"
 
@@ -17,25 +16,19 @@
 #include <QPointer>
 #include <QPushButton>
 #include <QSqlDatabase>
-#include <QTemporaryDir>
 #include <QTest>
 #include <QTimer>
 
 using namespace Qt::StringLiterals;
 
 // The services every window uses: one session per operation with the connection-error
-// dialog's repair and give-up paths, the status log and its window, and the carried files.
+// dialog's repair and give-up paths, and the status log and its window. (The launchers'
+// tests write the carried files.)
 class TestServices : public QObject
 {
     Q_OBJECT
 
     static inline const QString Unreachable = u"Provider=SQLite;Data Source=/nonexistent/accounts.db"_s;
-
-    static QByteArray contents(const QString& path)
-    {
-        QFile file(path);
-        return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
-    }
 
 private slots:
     void cleanup() { QLocale::setDefault(QLocale::c()); }
@@ -197,29 +190,6 @@ private slots:
         QVERIFY(log.lines().front().endsWith(u":  6"_s));
     }
 
-    // A carried file is written byte for byte (the test executable carries one under number 100).
-    void carriedFileWrittenExactlyOrTheFileNamed()
-    {
-        QTemporaryDir dir;
-        const QByteArray carried = contents(embedded::resourcePath(100));
-        QVERIFY(!carried.isEmpty());
-        // Over a longer file only the new bytes are left, and a program becomes executable.
-        const QString target = dir.filePath(u"update.exe"_s);
-        QFile earlier(target);
-        QVERIFY(earlier.open(QIODevice::WriteOnly) && earlier.write(QByteArray(carried.size() * 3 + 100, 'X')) > 0);
-        earlier.close();
-        const auto result = embedded::writeEmbeddedFile(100, target);
-        QVERIFY2(result.ok, qPrintable(result.error));
-        QCOMPARE(contents(target), carried);
-        QVERIFY(QFileInfo(target).isExecutable());
-
-        // A folder that is not there, and a number nothing is carried under.
-        for (const auto& [number, path] : {std::pair{100, dir.filePath(u"missing-folder/Gatewick.dll"_s)}, {999, dir.filePath(u"x"_s)}}) {
-            const auto failed = embedded::writeEmbeddedFile(number, path);
-            QVERIFY2(!failed.ok && failed.error.contains(path), qPrintable(failed.error));
-            QVERIFY(!QFile::exists(path));
-        }
-    }
 };
 
 QUILLMERE_TEST(TestServices)
