@@ -3,8 +3,11 @@
 #include "TestDatabase.h"
 #include "TestMain.h"
 
-#include "server/DatabaseWizardWindow.h"
+#include "db/ConnectionString.h"
+#include "db/Engine.h"
 #include "db/Schema.h"
+#include "server/DataLinkDialog.h"
+#include "server/DatabaseWizardWindow.h"
 #include "server/ConfigureWindow.h"
 #include "services/EmbeddedFiles.h"
 #include "services/Session.h"
@@ -20,6 +23,8 @@
 #include <QTimer>
 
 using namespace Qt::StringLiterals;
+
+Q_DECLARE_METATYPE(DataLinkDialog::Kind)
 
 namespace {
 
@@ -73,7 +78,8 @@ QByteArray contents(const QString& path)
 
 // The database wizard driven as the administrator drives it: the name dialogue, the
 // SQLite file and a real PostgreSQL database created and recorded, and a server that
-// never answers.
+// never answers; and the connection dialog it shows: the fields each engine enables,
+// the string they give, and its Test, OK and Cancel buttons.
 class TestDatabaseWizard : public QObject
 {
     Q_OBJECT
@@ -285,6 +291,100 @@ private slots:
             delete socket;
         silent.close();
         QTest::qWait(50);
+    }
+
+    // The log-on is chosen first, then the engine; fields: server, port, user name, password, database, file.
+    void dataLinkFieldsAndStringOfEachEngine_data()
+    {
+        QTest::addColumn<DataLinkDialog::Kind>("kind");
+        QTest::addColumn<bool>("integrated");
+        QTest::addColumn<QStringList>("fields");
+        QTest::addColumn<QString>("enabled");
+        QTest::addColumn<QString>("expected");
+        using K = DataLinkDialog::Kind;
+        const QString server = u"optUserPassword txtServer txtPort txtUserName txtPassword txtDatabase"_s;
+        QTest::newRow("sql server, user") << K::SqlServer << false << QStringList{"host", "1433", "u", "p", "db", ""} << server
+                                          << "Provider=SQLOLEDB.1;Data Source=host,1433;Initial Catalog=db;User ID=u;Password=p;";
+        if (HasIntegratedSecurity)
+            QTest::newRow("sql server, integrated")
+                << K::SqlServer << true << QStringList{"host", "", "ignored", "ignored", "db", ""} << "optUserPassword txtServer txtPort txtDatabase"
+                << "Provider=SQLOLEDB.1;Integrated Security=SSPI;Persist Security Info=False;Data Source=host;Initial Catalog=db;";
+        else // Integrated security cannot be chosen where it does not exist.
+            QTest::newRow("sql server, integrated clicked") << K::SqlServer << true << QStringList{"host", "", "u", "p", "db", ""} << server
+                                                            << "Provider=SQLOLEDB.1;Data Source=host;Initial Catalog=db;User ID=u;Password=p;";
+        // PostgreSQL has no integrated security; choosing it moves the log-on to a user name.
+        QTest::newRow("postgresql, integrated before") << K::PostgreSql << true << QStringList{"host", "5432", "u", "p", "db", ""} << server
+                                                       << "Provider=PostgreSQL;Data Source=host;Port=5432;Initial Catalog=db;User ID=u;Password=p;";
+        QTest::newRow("postgresql, libpq defaults") << K::PostgreSql << false << QStringList{"host", "", "", "", "db", ""} << server
+                                                    << "Provider=PostgreSQL;Data Source=host;Initial Catalog=db;";
+        QTest::newRow("sqlite") << K::SqliteFile << false << QStringList{"ignored", "", "", "", "", "/srv/a.db"} << "txtFile cmdBrowse"
+                                << "Provider=SQLite;Data Source=/srv/a.db";
+        QTest::newRow("access") << K::AccessFile << false << QStringList{"", "", "", "", "", "/srv/servu.mdb"} << "txtFile cmdBrowse"
+                                << "Provider=Microsoft.Jet.OLEDB.4.0;Data Source=/srv/servu.mdb;Persist Security Info=False";
+        QTest::newRow("quoted values") << K::PostgreSql << false << QStringList{"host", "", "o'neil", "a;b\"c", "db", ""} << server
+                                       << "Provider=PostgreSQL;Data Source=host;Initial Catalog=db;User ID=\"o'neil\";Password=\"a;b\"\"c\";";
+    }
+    void dataLinkFieldsAndStringOfEachEngine()
+    {
+        QFETCH(DataLinkDialog::Kind, kind);
+        QFETCH(bool, integrated);
+        QFETCH(QStringList, fields);
+        QFETCH(QString, enabled);
+        QFETCH(QString, expected);
+        TestEnvironment env;
+        DataLinkDialog dialog(env.context);
+        child(&dialog, integrated ? "optIntegrated" : "optUserPassword")->setChecked(true);
+        child<QComboBox>(&dialog, "cboProvider")->setCurrentIndex(int(kind));
+        QStringList names;
+        for (const char* name : {"optIntegrated", "optUserPassword", "txtServer", "txtPort", "txtUserName", "txtPassword", "txtDatabase",
+                                 "txtFile", "cmdBrowse"})
+            if (child<QWidget>(&dialog, name)->isEnabled())
+                names << QLatin1String(name);
+        QCOMPARE(names.join(u' '), (HasIntegratedSecurity && kind == DataLinkDialog::Kind::SqlServer ? u"optIntegrated "_s : QString()) + enabled);
+        int i = 0;
+        for (const char* name : {"txtServer", "txtPort", "txtUserName", "txtPassword", "txtDatabase", "txtFile"})
+            child<QLineEdit>(&dialog, name)->setText(fields[i++]);
+        QCOMPARE(dialog.connectionString(), expected);
+
+        // OK gives the same string; the reader takes every value back unchanged.
+        env.prompter.onModal(u"frmDataLink"_s, [](QWidget* shown) { child(shown, "cmdOK")->click(); });
+        QCOMPARE(dialog.promptNew(), expected);
+        const ConnectionString parts = ConnectionString::parse(expected);
+        if (kind == DataLinkDialog::Kind::PostgreSql) {
+            QCOMPARE(parts.value(u"user id"_s), fields[2]);
+            QCOMPARE(parts.value(u"password"_s), fields[3]);
+        }
+    }
+
+    void dataLinkTestOkAndCancelButtons()
+    {
+        TestEnvironment env;
+        DataLinkDialog dialog(env.context);
+        const QString file = env.path(u"accounts.db"_s);
+        QVERIFY(embedded::writeEmbeddedFile(embedded::TemplateDatabase, file));
+        env.prompter.onModal(u"frmDataLink"_s, [&](QWidget* shown) {
+            child<QComboBox>(shown, "cboProvider")->setCurrentIndex(2);
+            // OK without a file is refused, and the dialog stays open.
+            env.prompter.answerMessage(prompt::Answer::Ok, u"Please select the database file."_s);
+            child(shown, "cmdOK")->click();
+            QVERIFY(shown->isVisible());
+            env.prompter.answerFile(file).answerMessage(prompt::Answer::Ok, u"Test connection succeeded."_s);
+            child(shown, "cmdBrowse")->click();
+            child(shown, "cmdTest")->click();
+            child<QLineEdit>(shown, "txtFile")->setText(env.path(u"missing.db"_s));
+            env.prompter.answerMessage(prompt::Answer::Ok, u"Test connection failed:\r\n\r\nThe database file"_s);
+            child(shown, "cmdTest")->click();
+            child<QLineEdit>(shown, "txtFile")->setText(file);
+            child(shown, "cmdOK")->click();
+        });
+        QCOMPARE(dialog.promptNew(), u"Provider=SQLite;Data Source="_s + file);
+
+        // Cancel, and Escape, give empty text even with every field filled.
+        env.prompter.onModal(u"frmDataLink"_s, [](QWidget* shown) { child(shown, "cmdCancel")->click(); });
+        QCOMPARE(dialog.promptNew(), QString());
+        env.prompter.onModal(u"frmDataLink"_s, [](QWidget* shown) { QTest::keyClick(shown, Qt::Key_Escape); });
+        QCOMPARE(dialog.promptNew(), QString());
+        QCOMPARE(env.prompter.unusedSteps(), 0);
     }
 };
 

@@ -6,12 +6,17 @@
 #include "maintenance/AboutWindow.h"
 #include "platform/SystemTrayIcon.h"
 #include "app/MainWindow.h"
+#include "app/SplashWindow.h"
+#include "server/ConfigureWindow.h"
 
 #include <QAction>
 #include <QDir>
 #include <QMenu>
 #include <QPlainTextEdit>
+#include <QProcess>
 #include <QPushButton>
+#include <QSignalSpy>
+#include <QTemporaryDir>
 #include <QTest>
 #include <QThread>
 
@@ -19,8 +24,9 @@
 
 using namespace Qt::StringLiterals;
 
-// The main window's frame: the exit question, hiding to and restoring from the
-// tray, the housekeeping timers, About and Help.
+// The whole program in the test process: its start (splash, single-instance check, a
+// first run) and the main window's frame (the exit question, hiding to and restoring
+// from the tray, the housekeeping timers, About and Help); and a second real start.
 class TestMainWindow : public QObject
 {
     Q_OBJECT
@@ -38,16 +44,93 @@ class TestMainWindow : public QObject
         action(control)->trigger();
     }
 
-private slots:
-    void init()
+    // A configured installation started: the main window loaded and shown, the tray icon blue.
+    void startConfigured()
     {
-        m_program = std::make_unique<ProgramUnderTest>();
         m_program->configure();
         m_program->start();
         QVERIFY(main().isLoaded() && main().isVisible() && env().tray.current() == TrayPicture::Blue);
         env().prompter.reset();
     }
+
+private slots:
+    void init() { m_program = std::make_unique<ProgramUnderTest>(); }
     void cleanup() { m_program.reset(); }
+
+    void firstRunGreetsThenShowsTheConfigurationWindowModally()
+    {
+        ProgramUnderTest& program = *m_program;
+        bool sweptBeforeConfigurationClosed = false;
+        // The configuration window's load looks for global rules in a quiet session: no further message.
+        program.env.prompter.answerMessage(prompt::Answer::Ok, u"Welcome to Quillmere."_s)
+            .onModal(u"frmConfigure"_s, [&](QWidget* window) {
+                auto* configure = static_cast<ConfigureWindow*>(window);
+                QVERIFY(configure->isCommitTimerActive() && !configure->servuPath().isEmpty());
+                sweptBeforeConfigurationClosed = program.sweeps > 0;
+                QTest::mouseClick(window->findChild<QPushButton*>(u"cmdCancel"_s), Qt::LeftButton);
+            })
+            // Closed without a commit: the sweep finds no database and says so.
+            .answerMessage(prompt::Answer::No, u"There was an error connecting to the database."_s)
+            .answerMessage(prompt::Answer::Ok, u"We could not connect to the database specified."_s);
+        program.start();
+        QCOMPARE(program.env.prompter.unusedSteps(), 0);
+        // Start-up went on after the window closed, whatever happened in it.
+        QVERIFY(!sweptBeforeConfigurationClosed);
+        QCOMPARE(program.sweeps, 1);
+        QCOMPARE(program.env.process.exitCodes(), QList<int>({0}));
+        QVERIFY(!program.env.tray.isAdded() && !program.windows.main().isVisible());
+    }
+
+    // The splash gives way to a click and the start-up check follows. The first instance, in this
+    // same thread, cannot answer while the second waits: the second ends all the same, and its
+    // request arrives afterwards.
+    void splashThenASecondInstanceEndsSilently()
+    {
+        ProgramUnderTest& program = *m_program;
+        program.configure();
+        InstanceLock firstInstance(program.env.instanceLock.lockFilePath());
+        QVERIFY(firstInstance.tryAcquire());
+        QSignalSpy asked(&firstInstance, &InstanceLock::showRequested);
+        program.windows.start();
+        SplashWindow& splash = program.windows.splash();
+        QTest::mouseClick(&splash, Qt::LeftButton);
+        QVERIFY(!splash.isVisible());
+        QVERIFY(fireTimer(&splash, u"tmrCheck"_s));
+        QCOMPARE(program.env.process.exitCodes(), QList<int>({0}));
+        QVERIFY(program.env.prompter.records().isEmpty() && !program.windows.hasMain());
+        QCOMPARE(program.sweeps, 0);
+        QTRY_COMPARE(asked.count(), 1);
+    }
+
+    void secondProgramStartEndsWhileTheFirstRunsOn()
+    {
+        QTemporaryDir dir;
+        QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+        environment.insert(u"QT_QPA_PLATFORM"_s, u"offscreen"_s);
+        environment.insert(u"XDG_RUNTIME_DIR"_s, dir.path());
+        environment.insert(u"QUILLMERE_SETTINGS"_s, dir.filePath(u"serv-u.ini"_s));
+        QFile::setPermissions(dir.path(), QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
+        SettingsStore(nullptr, dir.filePath(u"serv-u.ini"_s)).saveConnectionString(u"Provider=SQLite;Data Source="_s + dir.filePath(u"a.db"_s));
+
+        QProcess first, second;
+        first.setProcessEnvironment(environment);
+        second.setProcessEnvironment(environment);
+        first.start(QStringLiteral(QUILLMERE_BIN_DIR "/Vantrel"), {});
+        QVERIFY(first.waitForStarted());
+        QTRY_VERIFY_WITH_TIMEOUT(QFile::exists(dir.filePath(u"Vantrel.lock"_s)), 15000);
+        second.start(QStringLiteral(QUILLMERE_BIN_DIR "/Vantrel"), {});
+        QVERIFY(second.waitForFinished(30000));
+        QCOMPARE(second.exitStatus(), QProcess::NormalExit);
+        QCOMPARE(second.exitCode(), 0);
+        QCOMPARE(first.state(), QProcess::Running);
+
+        // The system's request to end is answered by an orderly end without questions.
+        first.terminate();
+        QVERIFY(first.waitForFinished(30000));
+        QCOMPARE(first.exitStatus(), QProcess::NormalExit);
+        QCOMPARE(first.exitCode(), 0);
+        QVERIFY(!QFile::exists(dir.filePath(u"Vantrel.lock"_s)));
+    }
 
     // The button, the menu item and the tray's item ask first; only Yes ends the program.
     void exitAsksFirst_data()
@@ -60,6 +143,7 @@ private slots:
     }
     void exitAsksFirst()
     {
+        startConfigured();
         QFETCH(QString, control);
         QFETCH(prompt::Answer, answer);
         env().prompter.answerMessage(answer, u"Are you sure you want to exit Quillmere?"_s);
@@ -85,6 +169,7 @@ private slots:
     }
     void hidingAndBringingBack()
     {
+        startConfigured();
         QFETCH(QString, how);
         QFETCH(bool, trayAvailable);
         QFETCH(QString, back);
@@ -135,6 +220,7 @@ private slots:
 
     void trayMouseMessagesByIcon()
     {
+        startConfigured();
         // Shown (blue) but minimised by the window system: a double click brings it back.
         main().showMinimized();
         main().trayMouseMessage(TrayIcon::LeftDoubleClick);
@@ -155,6 +241,7 @@ private slots:
     // Timer1 removes only the leftover updater; the sweep runs again every 1440 minutes and deletes what has expired by then.
     void housekeepingTimers()
     {
+        startConfigured();
         const QDir folder(env().programDir());
         for (const char* name : {"update.exe", "Vantrel.upg", "migration.exe"})
             QVERIFY(QFile(folder.filePath(QLatin1String(name))).open(QIODevice::WriteOnly));
@@ -181,6 +268,7 @@ private slots:
     // About from the tray does not block; its icon reveals Show Log, which shows the log modally.
     void aboutRevealsShowLog()
     {
+        startConfigured();
         action(u"icon_about1"_s)->trigger();
         AboutWindow& about = m_program->windows.about();
         QVERIFY(about.isVisible() && !about.isModal());
@@ -212,6 +300,7 @@ private slots:
     }
     void helpOpensTheManualOrTheWebPageOrSaysWhy()
     {
+        startConfigured();
         QFETCH(QString, control);
         QFETCH(bool, manual);
         QFETCH(bool, opens);

@@ -5,7 +5,10 @@
 
 #include "app/StatusWindow.h"
 #include "platform/QtPrompter.h"
+#include "db/SqlText.h"
+#include "platform/DateForm.h"
 #include "server/ConfigureWindow.h"
+#include "services/AccountSweep.h"
 #include "services/Session.h"
 #include "services/StatusLog.h"
 
@@ -19,16 +22,40 @@
 #include <QTest>
 #include <QTimer>
 
+#include <optional>
+
 using namespace Qt::StringLiterals;
 
 // The services every window uses: one session per operation with the connection-error
-// dialog's repair and give-up paths, and the status log and its window. (The launchers'
-// tests write the carried files.)
+// dialog's repair and give-up paths, the status log and its window, and the daily sweep
+// and the start-up lower-casing on every engine. (The launchers' tests write the carried
+// files.)
 class TestServices : public QObject
 {
     Q_OBJECT
 
     static inline const QString Unreachable = u"Provider=SQLite;Data Source=/nonexistent/accounts.db"_s;
+
+    // An account with a row in each table the sweep deletes from; a missing date is NULL.
+    static void addUser(TestDatabase& db, const QString& name, std::optional<QString> expires, std::optional<QString> disableOn)
+    {
+        const auto optional = [](const std::optional<QString>& text) { return text ? sqlQuote(*text) : u"NULL"_s; };
+        db.exec(u"INSERT INTO users (username, homedir, password, max_concurrent, max_logins_per_ip, quota_current, disable_user, Expires, "
+                "DisableOn) VALUES (%1, 'c:\\ftp', 'pw', 1, 1, 0, 0, %2, %3)"_s.arg(sqlQuote(name), optional(expires), optional(disableOn)));
+        for (const QString& child : {u"dir_rights (username, directory, dir_rights, inherit_subdirs) VALUES (%1, 'c:\\ftp', 'RL', 1)"_s,
+                                     u"file_rights (username, filename, file_rights) VALUES (%1, 'a.txt', 'R')"_s,
+                                     u"ratio_free_files (username, filename) VALUES (%1, 'a.txt')"_s,
+                                     u"blocked_ips_by_user (username, ip) VALUES (%1, '10.0.0.1')"_s})
+            db.exec(u"INSERT INTO "_s + child.arg(sqlQuote(name)));
+    }
+
+    static int rowsOf(TestDatabase& db, const QString& name)
+    {
+        int total = 0;
+        for (const char* table : {"users", "dir_rights", "file_rights", "ratio_free_files", "blocked_ips_by_user"})
+            total += db.count(u"select username from %1 where username=%2"_s.arg(QLatin1String(table), sqlQuote(name)));
+        return total;
+    }
 
 private slots:
     void cleanup() { QLocale::setDefault(QLocale::c()); }
@@ -190,6 +217,126 @@ private slots:
         QVERIFY(log.lines().front().endsWith(u":  6"_s));
     }
 
+    // Expired accounts go with all their rows, disable-due ones are switched off once, and nothing goes before
+    // its day: the dates are read in the installation's form, whatever locale the sweep's process runs under.
+    void accountsGoOnTheirDayAndNotBefore_data()
+    {
+        // The dates were written under the first locale; the sweep runs under the second (ssh, sudo, cron).
+        QTest::addColumn<TestEngine>("engine");
+        QTest::addColumn<QString>("installedUnder");
+        QTest::addColumn<QString>("locale");
+        QTest::newRow("sqlite") << TestEngine::Sqlite << "en_US" << "en_US";
+        QTest::newRow("postgresql") << TestEngine::PostgreSql << "en_US" << "en_US";
+        QTest::newRow("en_GB form, en_US process") << TestEngine::Sqlite << "en_GB" << "en_US";
+        QTest::newRow("C form, de_DE process") << TestEngine::Sqlite << "C" << "de_DE";
+    }
+    void accountsGoOnTheirDayAndNotBefore()
+    {
+        QFETCH(QString, installedUnder);
+        QFETCH(QString, locale);
+        QLocale::setDefault(QLocale(installedUnder));
+        ProgramUnderTest program;
+        program.env.clock.setNow(QDateTime(QDate(2026, 11, 22), QTime(8, 0)));
+        QUILLMERE_OPEN_DATABASE(db, program.env);
+        // A date "yyyy-MM-dd" is written in the installation's form, "yy:yyyy-MM-dd" with a two-digit year.
+        const auto stored = [&program](const char* text) -> std::optional<QString> {
+            if (!text)
+                return std::nullopt;
+            const QString given = QString::fromLatin1(text);
+            const QDate date = QDate::fromString(given.mid(given.startsWith(u"yy:") ? 3 : 0), Qt::ISODate);
+            if (!date.isValid())
+                return given;
+            return given.startsWith(u"yy:") ? DateForm(program.env.dates.pattern().replace(u"yyyy"_s, u"yy"_s)).format(date)
+                                            : program.env.dates.format(date);
+        };
+        struct Account { const char* name; const char* expires; const char* disableOn; int rows; bool disabled; };
+        const Account accounts[] = {
+            {"today", "2026-11-22", nullptr, 0, false},
+            {"o'hara", "2026-01-05", nullptr, 0, false},
+            {"both", "2026-11-01", "2026-11-01", 0, false},
+            {"tomorrow", "2026-11-23", nullptr, 5, false},
+            {"sorts-before", "2027-10-05", nullptr, 5, false}, // before today's text as text in some forms, but a date next year
+            {"short-future", "yy:2027-03-07", nullptr, 5, false}, // two-digit years belong to the century around today
+            {"short-past", "yy:2026-03-07", nullptr, 0, false},
+            {"no-date", nullptr, nullptr, 5, false},
+            {"empty", "", "", 5, false},
+            {"word", "soon", nullptr, 5, false},
+            {"due", nullptr, "2026-11-22", 5, true},
+            {"odd", nullptr, "31/31/31", 5, false},
+        };
+        for (const Account& account : accounts)
+            addUser(*db, QLatin1String(account.name), stored(account.expires), stored(account.disableOn));
+
+        QLocale::setDefault(QLocale(locale));
+        program.env.dates = DateForm::forInstallation(program.env.settings);
+        accountSweep(program.env.context);
+        for (const Account& account : accounts) {
+            QVERIFY2(rowsOf(*db, QLatin1String(account.name)) == account.rows, account.name);
+            if (account.rows)
+                QCOMPARE(db->column(u"select disable_user from users where username="_s + sqlQuote(QLatin1String(account.name))),
+                         QStringList({account.disabled ? "1" : "0"}));
+        }
+        // The date that disabled it goes, so an account the administrator enables again stays enabled.
+        QCOMPARE(db->column(u"select DisableOn from users where username='due'"_s), QStringList({""}));
+        for (const char* line : {"User 'today' is expired", "User 'o'hara' is expired",
+                                 "User 'word' has an expiry date 'soon' that is not a date; left as it is",
+                                 "User 'odd' has a disable date '31/31/31' that is not a date; left as it is"})
+            QVERIFY2(program.env.log.contains(QLatin1String(line)), line);
+        QVERIFY(program.env.prompter.records().isEmpty());
+
+        // The start-up lower-casing: POSIX paths name folders on a case-sensitive file system and keep their case.
+        db->exec(u"INSERT INTO users (username, homedir, max_concurrent, max_logins_per_ip) "
+                 "VALUES ('Mixed', 'C:\\FTP\\Mixed', 1, 1), ('Posix', '/srv/ftp/Incoming', 1, 1)"_s);
+        db->exec(u"INSERT INTO dir_rights (username, directory, dir_rights, inherit_subdirs) "
+                 "VALUES ('Mixed', 'D:\\Shared\\Up', 'RWL', 1), ('Posix', '/srv/ftp/Incoming/Up', 'RWL', 1)"_s);
+        lowerCaseStoredPaths(program.env.context);
+        QCOMPARE(db->column(u"select username || ' ' || homedir from users where username in ('Mixed', 'Posix') order by username"_s),
+                 QStringList({"Mixed c:\\ftp\\mixed", "Posix /srv/ftp/Incoming"}));
+        QCOMPARE(db->column(u"select directory from dir_rights where username in ('Mixed', 'Posix') order by username"_s),
+                 QStringList({"d:\\shared\\up", "/srv/ftp/Incoming/Up"}));
+        QVERIFY(program.env.prompter.records().isEmpty());
+    }
+
+    void failureStopsTheSweepWithItsMessage_data()
+    {
+        // What is left of the account's rows in the first three tables.
+        QTest::addColumn<TestEngine>("engine");
+        QTest::addColumn<bool>("commitRefused");
+        QTest::addColumn<int>("childRowsLeft");
+        QTest::newRow("sqlite, missing table") << TestEngine::Sqlite << false << 0;
+        QTest::newRow("postgresql, missing table") << TestEngine::PostgreSql << false << 0;
+        // Another connection reads the file, so the writer's commit cannot take its lock.
+        QTest::newRow("sqlite, commit refused") << TestEngine::Sqlite << true << 3;
+    }
+    void failureStopsTheSweepWithItsMessage()
+    {
+        QFETCH(bool, commitRefused);
+        ProgramUnderTest program;
+        QUILLMERE_OPEN_DATABASE(db, program.env);
+        const QString past = program.env.dates.format(QDate(2020, 1, 1));
+        addUser(*db, u"gone"_s, past, past);
+        program.env.prompter.answerMessage(prompt::Answer::Ok, u"The database specified may have incorrect tables or be missing."_s);
+        Database holder(db->connectionString());
+        if (commitRefused) {
+            QVERIFY(holder.open() && holder.beginTransaction());
+            Rows held = holder.select(u"select username from users"_s);
+            QVERIFY(held.next());
+            accountSweep(program.env.context);
+            holder.rollback();
+        } else {
+            db->exec(u"DROP TABLE ratio_free_files"_s);
+            accountSweep(program.env.context);
+        }
+        QCOMPARE(program.env.prompter.unusedSteps(), 0);
+        int childRows = 0;
+        for (const char* child : {"blocked_ips_by_user", "dir_rights", "file_rights"})
+            childRows += db->count(u"select username from "_s + QLatin1String(child));
+        QTEST(childRows, "childRowsLeft");
+        QCOMPARE(db->column(u"select username from users"_s), QStringList({"gone"}));
+        // The sweep ended there: the account was not disabled either, and no deletion was logged.
+        QCOMPARE(db->column(u"select disable_user from users"_s), QStringList({"0"}));
+        QVERIFY(!program.env.log.contains(u"User 'gone' is expired"_s));
+    }
 };
 
 QUILLMERE_TEST(TestServices)
