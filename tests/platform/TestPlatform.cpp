@@ -93,26 +93,17 @@ private slots:
         QCOMPARE(storedPathCase(path), stored.replace(u"%1"_s, m_dir.path()));
     }
 
+    // The settings key alone does not mark a configured installation; other programs read the same key
+    // paths; a read-only store never writes.
     void settingsFromTheFirstRunOn()
     {
         const QString path = freshPath();
         auto store = storeAt(path);
-        QCOMPARE(store.readConnectionString(), QString());
-        QVERIFY(!QFile::exists(path));
-        // The settings key alone does not mark a configured installation.
-        QVERIFY(store.saveRegSetting(u"servu_path"_s, u"/opt/ftp/"_s));
-        QVERIFY(!store.connectionKeyExists());
+        QVERIFY(store.saveRegSetting(u"servu_path"_s, u"/opt/ftp/"_s) && !store.connectionKeyExists());
         const QString tricky = u"Provider=SQLOLEDB.1;Data Source=host,1433;Password=\"a;b\";User ID=o'hara"_s;
-        QVERIFY(store.saveConnectionString(tricky));
-        QVERIFY(store.connectionKeyExists());
-        QCOMPARE(store.readConnectionString(), tricky);
-        QCOMPARE(store.getRegSettings(u"servu_path"_s), u"/opt/ftp/"_s);
-
-        // Other programs read the same key paths; a read-only store reads and never writes.
+        QVERIFY(store.saveConnectionString(tricky) && store.connectionKeyExists());
         QCOMPARE(QSettings(path, QSettings::IniFormat).value(u"software/Orvane/serv-u/connectionstring/Default"_s).toString(), tricky);
-        auto reader = storeAt(path, SettingsStore::Access::ReadOnly);
-        QCOMPARE(reader.readConnectionString(), tricky);
-        QVERIFY(!reader.saveConnectionString(u"changed"_s));
+        QVERIFY(!storeAt(path, SettingsStore::Access::ReadOnly).saveConnectionString(u"changed"_s));
         QCOMPARE(store.readConnectionString(), tricky);
 
         // Values stop at the read buffers.
