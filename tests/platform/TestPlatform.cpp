@@ -94,7 +94,7 @@ private slots:
     }
 
     // The settings key alone does not mark a configured installation; other programs read the same key
-    // paths; a read-only store never writes.
+    // paths; a read-only store never writes; values stop at the read buffers; and the installation's date form.
     void settingsFromTheFirstRunOn()
     {
         const QString path = freshPath();
@@ -106,11 +106,22 @@ private slots:
         QVERIFY(!storeAt(path, SettingsStore::Access::ReadOnly).saveConnectionString(u"changed"_s));
         QCOMPARE(store.readConnectionString(), tricky);
 
-        // Values stop at the read buffers.
         store.saveRegSetting(u"ini_path"_s, QString(300, u't'));
         QCOMPARE(store.getRegSettings(u"ini_path"_s), QString(254, u't'));
         store.saveConnectionString(QString(1100, u'c'));
         QCOMPARE(store.readConnectionString(), QString(1023, u'c'));
+
+        // The date form: the first run takes the locale's short form with a four-digit year; a later run under
+        // another locale keeps it, and a stored one that cannot hold a date is replaced. (The sweep's tests read
+        // and write stored dates in the installation's form under other locales.)
+        QCOMPARE(DateForm::forInstallation(store, QLocale(u"en_US"_s)).pattern(), u"M/d/yyyy"_s);
+        QCOMPARE(DateForm::forInstallation(store, QLocale(u"ja_JP"_s)).pattern(), u"M/d/yyyy"_s);
+        for (const char* unusable : {"", "M/d/yy", "MM/yyyy", "hh:mm"}) {
+            store.saveRegSetting(DateForm::SettingName, QLatin1String(unusable));
+            QCOMPARE(DateForm::forInstallation(store, QLocale(u"en_GB"_s)).pattern(), u"dd/MM/yyyy"_s);
+        }
+        store.saveRegSetting(DateForm::SettingName, u"dddd, d MMMM yyyy"_s);
+        QCOMPARE(DateForm::forInstallation(store, QLocale::c()).pattern(), u"dddd, d MMMM yyyy"_s);
     }
 
     // Files the store did not write: what it reads from them, the code a save logs, and that a
@@ -181,22 +192,6 @@ private slots:
         }
         QFile file(path);
         QCOMPARE(file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray(), bytes);
-    }
-
-    // The first run takes the locale's short form with a four-digit year; a later run under another locale
-    // keeps it, and a stored one that cannot hold a date is replaced. (The sweep's tests read and write
-    // stored dates in the installation's form under other locales.)
-    void dateFormOfTheFirstRun()
-    {
-        auto store = storeAt(freshPath());
-        QCOMPARE(DateForm::forInstallation(store, QLocale(u"en_US"_s)).pattern(), u"M/d/yyyy"_s);
-        QCOMPARE(DateForm::forInstallation(store, QLocale(u"ja_JP"_s)).pattern(), u"M/d/yyyy"_s);
-        for (const char* unusable : {"", "M/d/yy", "MM/yyyy", "hh:mm"}) {
-            store.saveRegSetting(DateForm::SettingName, QLatin1String(unusable));
-            QCOMPARE(DateForm::forInstallation(store, QLocale(u"en_GB"_s)).pattern(), u"dd/MM/yyyy"_s);
-        }
-        store.saveRegSetting(DateForm::SettingName, u"dddd, d MMMM yyyy"_s);
-        QCOMPARE(DateForm::forInstallation(store, QLocale::c()).pattern(), u"dddd, d MMMM yyyy"_s);
     }
 };
 

@@ -54,13 +54,10 @@ private slots:
                      "VALUES (%1, '/srv/ftp', 1, 1, %2, %3)"_s.arg(sqlQuote(name), sqlQuote(expires), sqlQuote(disableOn)));
         };
         // Three days and twenty days ahead: as texts they sort the other way round in some forms.
-        addAccount(u"ann"_s, day(3), {});
-        addAccount(u"Bob"_s, {}, day(0));
-        addAccount(u"cid"_s, day(20), {});
-        addAccount(u"dan"_s, day(45), {});
-        addAccount(u"say \"hi\", then"_s, day(5), day(2));
-        addAccount(u"gone"_s, day(-1), {});
-        addAccount(u"word"_s, u"soon"_s, {});
+        for (const auto& [name, expires, disableOn] : {std::tuple{u"ann"_s, day(3), QString()}, {u"Bob"_s, QString(), day(0)},
+                                                       {u"cid"_s, day(20), QString()}, {u"dan"_s, day(45), QString()},
+                                                       {u"say \"hi\", then"_s, day(5), day(2)}, {u"gone"_s, day(-1), QString()}})
+            addAccount(name, expires, disableOn);
 
         program.windows.main().findChild<QAction*>(u"tools1_expiring"_s)->trigger();
         ExpiringWindow& window = program.windows.expiring();
@@ -94,8 +91,7 @@ private slots:
         // The status log's own lines, each after the log's time stamp.
         for (const QString& line : sweep.lines())
             QVERIFY2(line.startsWith(day(0) + u' ') && line.contains(u":  "_s), qPrintable(line));
-        for (const char* line : {":  User 'gone' is expired\n", ":  User 'word' has an expiry date 'soon' that is not a date; left as it is\n"})
-            QVERIFY2(sweep.out.contains(QLatin1String(line)), line);
+        QVERIFY(sweep.out.contains(u":  User 'gone' is expired\n"_s));
         QCOMPARE(db->count(u"select username from users where username='gone'"_s), 0);
         QCOMPARE(db->column(u"select disable_user from users where username='Bob'"_s), QStringList({"1"}));
 
@@ -103,8 +99,7 @@ private slots:
         db->exec(u"DROP TABLE ratio_free_files"_s);
         addAccount(u"expired"_s, day(-3), {});
         const ConsoleRun failed = runVantrel({u"--sweep"_s}, program.env.settingsPath());
-        QVERIFY(failed.finished);
-        QCOMPARE(failed.exitCode, 2);
+        QVERIFY(failed.finished && failed.exitCode == 2);
         QVERIFY2(failed.errors.contains(u"Vantrel: The database specified may have incorrect tables or be missing.\n"_s), qPrintable(failed.errors));
         if (QDate::currentDate() != today)
             QSKIP("The day changed while the test ran.");

@@ -183,13 +183,10 @@ private slots:
         StatusWindow window(log);
         QLocale::setDefault(QLocale(u"de_DE"_s));
         clock.setNow(QDateTime(QDate(2027, 1, 5), QTime(17, 4)));
+        dates = DateForm(u"dd.MM.yyyy"_s); // a change of the form shows in the next line
         log.logStatus(u"close database"_s);
-        QCOMPARE(log.lines().back(), u"1/5/2027 17:04:  close database"_s);
-        QCOMPARE(window.findChild<QPlainTextEdit*>(u"txtLog"_s)->toPlainText(), u"Log File\n"_s + log.lines()[1] + u'\n' + log.lines()[2]);
-        // A change of the form shows in the next line; only whole messages are found.
-        dates = DateForm(u"dd.MM.yyyy"_s);
-        log.logStatus(u"save data"_s);
-        QCOMPARE(log.lines().back(), u"05.01.2027 17:04:  save data"_s);
+        QCOMPARE(window.findChild<QPlainTextEdit*>(u"txtLog"_s)->toPlainText(),
+                 u"Log File\n11/22/2026 9:30 AM:  attempt to open database\n05.01.2027 17:04:  close database"_s);
         QVERIFY(log.contains(u"close database"_s) && !log.contains(u"close"_s));
 
         for (int i = 1; i <= StatusLog::MaxLines + 5; ++i)
@@ -221,14 +218,11 @@ private slots:
         QUILLMERE_OPEN_DATABASE(db, program.env);
         // A date "yyyy-MM-dd" is written in the installation's form, "yy:yyyy-MM-dd" with a two-digit year.
         const auto stored = [&program](const char* text) -> std::optional<QString> {
-            if (!text)
-                return std::nullopt;
             const QString given = QString::fromLatin1(text);
-            const QDate date = QDate::fromString(given.mid(given.startsWith(u"yy:") ? 3 : 0), Qt::ISODate);
-            if (!date.isValid())
-                return given;
-            return given.startsWith(u"yy:") ? DateForm(program.env.dates.pattern().replace(u"yyyy"_s, u"yy"_s)).format(date)
-                                            : program.env.dates.format(date);
+            const bool shortYear = given.startsWith(u"yy:");
+            const QDate date = QDate::fromString(given.mid(shortYear ? 3 : 0), Qt::ISODate);
+            const DateForm form(shortYear ? program.env.dates.pattern().replace(u"yyyy"_s, u"yy"_s) : program.env.dates.pattern());
+            return text ? std::optional(date.isValid() ? form.format(date) : given) : std::nullopt;
         };
         struct Account { const char* name; const char* expires; const char* disableOn; int rows; bool disabled; };
         const Account accounts[] = {
