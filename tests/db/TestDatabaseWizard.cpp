@@ -171,15 +171,12 @@ private slots:
         }
         QCOMPARE(run.saved(), sqlite ? created : u"before"_s);
 
-        // Page 4: a cancelled choice says so and stays; a chosen one is recorded.
+        // Page 4 records the string of an existing database.
         run.wizard.showFormFace(4);
         run.click(sqlite ? "optAccess" : "optPostgreSQL");
         const QString elsewhere = run.program.env.path(u"elsewhere.db"_s);
         QString recorded = u"Provider=SQLite;Data Source="_s + elsewhere;
         if (sqlite) {
-            run.prompter().answerFile({}).answerMessage(prompt::Answer::Ok, u"There was an error creating your connection string."_s);
-            run.click("cmdPage4Next");
-            QCOMPARE(run.wizard.currentPage(), 4);
             run.prompter().answerFile(elsewhere);
         } else {
             recorded = created + u"User ID=postgres;"_s;
@@ -297,10 +294,8 @@ private slots:
         });
         QCOMPARE(dialog.promptNew(), u"Provider=SQLite;Data Source=\""_s + file + u'"');
 
-        // Cancel, and Escape, give empty text even with every field filled.
+        // Cancel gives empty text even with every field filled.
         env.prompter.onModal(u"frmDataLink"_s, [](QWidget* shown) { child(shown, "cmdCancel")->click(); });
-        QCOMPARE(dialog.promptNew(), QString());
-        env.prompter.onModal(u"frmDataLink"_s, [](QWidget* shown) { QTest::keyClick(shown, Qt::Key_Escape); });
         QCOMPARE(dialog.promptNew(), QString());
         QCOMPARE(env.prompter.unusedSteps(), 0);
     }

@@ -138,8 +138,7 @@ private slots:
         QFETCH(QString, connection);
         QTest::failOnWarning(QRegularExpression(u"."_s)); // not even that a connection is still in use
         Database db(connection.replace(u"%1"_s, m_dir.path()));
-        QVERIFY(!db.open());
-        QVERIFY(!db.lastError().isEmpty() && !db.isOpen());
+        QVERIFY(!db.open() && !db.lastError().isEmpty() && !db.isOpen());
     }
 
     // The build tool, run twice, gives the bytes the program carries, with the Access template's column properties.

@@ -33,12 +33,6 @@ class TestCommandLine : public QObject
         return texts;
     }
 
-    static void clickHeader(QTableWidget* table, int column)
-    {
-        QHeaderView* header = table->horizontalHeader();
-        QTest::mouseClick(header->viewport(), Qt::LeftButton, {}, QPoint(header->sectionViewportPosition(column) + 4, header->height() / 2));
-    }
-
 private slots:
     void expiringAccountsInTheWindowAndTheModes_data() { addEngineRows(); }
     void expiringAccountsInTheWindowAndTheModes()
@@ -83,7 +77,9 @@ private slots:
         const ConsoleRun report = runVantrel({u"--report-expiring"_s, u"45"_s}, program.env.settingsPath());
         QVERIFY2(report.finished && report.exitCode == 0, qPrintable(report.errors));
         QCOMPARE(report.lines(), exported);
-        clickHeader(table, ExpiringWindow::ExpiresColumn);
+        QHeaderView* header = table->horizontalHeader();
+        QTest::mouseClick(header->viewport(), Qt::LeftButton, {},
+                          QPoint(header->sectionViewportPosition(ExpiringWindow::ExpiresColumn) + 4, header->height() / 2));
         QCOMPARE(column(table, ExpiringWindow::NameColumn).mid(0, 4), QStringList({"Bob", "gone", "ann", "say \"hi\", then"}));
 
         const ConsoleRun sweep = runVantrel({u"--sweep"_s}, program.env.settingsPath());

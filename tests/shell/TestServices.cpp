@@ -138,8 +138,7 @@ private slots:
     void escapeAndTheCloseBoxDoNotGiveUp()
     {
         QFETCH(bool, escape);
-        ProgramUnderTest program;
-        TestEnvironment& env = program.env;
+        TestEnvironment env;
         env.settings.saveConnectionString(Unreachable);
         QtPrompter realBoxes;
         AppContext context(env.settings, env.dates, realBoxes, env.log, env.clock, env.tray, env.starter, env.process, env.instanceLock,
@@ -278,7 +277,6 @@ private slots:
         QTest::addColumn<TestEngine>("engine");
         QTest::addColumn<bool>("commitRefused");
         QTest::addColumn<int>("childRowsLeft");
-        QTest::newRow("sqlite, missing table") << TestEngine::Sqlite << false << 0;
         QTest::newRow("postgresql, missing table") << TestEngine::PostgreSql << false << 0;
         // Another connection reads the file, so the writer's commit cannot take its lock.
         QTest::newRow("sqlite, commit refused") << TestEngine::Sqlite << true << 3;
