@@ -270,7 +270,7 @@ private slots:
     {
         TestEnvironment env;
         DataLinkDialog dialog(env.context);
-        const QString file = env.path(u"accounts;1.db"_s);
+        const QString file = env.path(u"accounts;\"1\".db"_s);
         QVERIFY(embedded::writeEmbeddedFile(embedded::TemplateDatabase, file));
         env.prompter.onModal(u"frmDataLink"_s, [&](QWidget* shown) {
             // PostgreSQL has no integrated security; choosing it moves the log-on to a user name.
@@ -292,7 +292,7 @@ private slots:
             child(shown, "cmdTest")->click();
             child(shown, "cmdOK")->click();
         });
-        QCOMPARE(dialog.promptNew(), u"Provider=SQLite;Data Source=\""_s + file + u'"');
+        QCOMPARE(dialog.promptNew(), u"Provider=SQLite;Data Source=\""_s + QString(file).replace(u"\""_s, u"\"\""_s) + u'"');
 
         // Cancel gives empty text even with every field filled.
         env.prompter.onModal(u"frmDataLink"_s, [](QWidget* shown) { child(shown, "cmdCancel")->click(); });
