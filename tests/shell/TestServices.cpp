@@ -232,6 +232,7 @@ private slots:
             {"sorts-before", "2027-10-05", nullptr, 5, false}, // before today's text as text in some forms, but a date next year
             {"short-future", "yy:2027-03-07", nullptr, 5, false}, // two-digit years belong to the century around today
             {"short-past", "yy:2026-03-07", nullptr, 0, false},
+            {"last-century", "yy:1999-12-01", nullptr, 0, false},
             {"no-date", nullptr, nullptr, 5, false},
             {"empty", "", "", 5, false},
             {"word", "soon", nullptr, 5, false},
