@@ -47,8 +47,9 @@ bool ProFtpdServer::start(const QString& runDir, const QString& include, QString
     m_runDir = runDir;
     QDir().mkpath(runDir);
     m_port = localserver::freePort();
-    // A passive range of its own per test process, so that suites running side by side never meet.
-    const int passive = 36000 + ::getpid() % 400 * 40;
+    // A passive range of its own per test process, above the ephemeral ports (32768-60999)
+    // that free ports and clients are given, so that nothing else on the machine takes one.
+    const int passive = 61000 + ::getpid() % 50 * 40;
     const QString config = QStringLiteral(
                                "ServerName \"Quillmere tests\"\nServerType standalone\nDefaultServer on\n"
                                "DefaultAddress 127.0.0.1\nPort %1\nPassivePorts %2 %3\nUser nobody\nGroup nogroup\n"

@@ -62,7 +62,8 @@ bool PureFtpdServer::start(const QString& settingsFile, QString* whyNot)
 
     m_port = localserver::freePort();
     // The server takes at most half as many clients as it has passive ports.
-    const int passive = 40000 + (::getpid() % 200) * 100;
+    // Above the ephemeral ports and ProFTPD's passive ranges, as there.
+    const int passive = 63000 + (::getpid() % 25) * 100;
     m_ftpd = std::make_unique<QProcess>();
     m_ftpd->setProcessChannelMode(QProcess::ForwardedErrorChannel);
     m_ftpd->start(sbin("pure-ftpd"),
