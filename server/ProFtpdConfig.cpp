@@ -16,6 +16,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <limits>
 
 namespace proftpd {
 namespace {
@@ -224,6 +225,9 @@ QStringList accountBlocks(const Account& account, QHash<QString, QString>& bodie
         blocks << QStringLiteral("  MaxClientsPerHost %1\n").arg(account.maxSessionsPerAddress);
     if (!account.loginMessageFile.trimmed().isEmpty())
         blocks << QStringLiteral("  DisplayLogin %1\n").arg(word(account.loginMessageFile.trimmed()));
+    // The terms are the account's UserRatio line; the switch alone is shared.
+    if (account.ratio)
+        blocks << QStringLiteral("  Ratios on\n");
 
     struct Kept
     {
@@ -318,6 +322,12 @@ QString userSections(const QList<Account>& accounts)
         }
     }
     return text;
+}
+
+// A number column; NULL and text that is no number read as 0.
+double number(const Rows& rows, const char* column)
+{
+    return rows.text(QLatin1String(column)).trimmed().toDouble();
 }
 
 qint64 positiveWhole(const Rows& rows, const char* column)
@@ -416,6 +426,25 @@ QStringList allowedCommands(const QString& rights)
     return commands;
 }
 
+std::optional<Ratio> readRatio(const QString& kind, double uploads, double downloads, double credit)
+{
+    const QString known = kind.trimmed().toLower();
+    const bool bytes = known == QLatin1String("bytespersession") || known == QLatin1String("bytesoverall");
+    if (!bytes && known != QLatin1String("filespersession") && known != QLatin1String("filesoverall"))
+        return std::nullopt;
+    if (!std::isfinite(uploads) || !std::isfinite(downloads) || uploads < 1 || downloads < 1)
+        return std::nullopt;
+    constexpr double Largest = std::numeric_limits<int>::max();
+    const double up = std::floor(std::min(uploads, Largest));
+    const double down = std::floor(std::min(downloads, Largest));
+    Ratio ratio;
+    ratio.bytes = bytes;
+    ratio.rate = down >= up ? static_cast<int>(std::floor(down / up)) : -static_cast<int>(std::ceil(up / down));
+    const double units = std::isfinite(credit) && credit > 0 ? std::floor(bytes ? credit / 1024 : credit) : 0;
+    ratio.credit = static_cast<int>(std::min(units, Largest));
+    return ratio;
+}
+
 bool isConfigurableName(const QString& name)
 {
     static const QRegularExpression allowed(QStringLiteral("^[%1]+$").arg(NameCharacters));
@@ -432,7 +461,7 @@ QString configText(const Model& model)
     for (const QString& module : {QStringLiteral("mod_sql.c"), backendModule(engine), QStringLiteral("mod_sql_passwd.c"),
                                   QStringLiteral("mod_quotatab.c"), QStringLiteral("mod_quotatab_sql.c"),
                                   QStringLiteral("mod_wrap2.c"), QStringLiteral("mod_wrap2_sql.c"),
-                                  QStringLiteral("mod_ifsession.c")})
+                                  QStringLiteral("mod_ifsession.c"), QStringLiteral("mod_ratio.c")})
         text += loadModule(module);
 
     // Accounts: found by name, disabled ones and empty passwords never; every account
@@ -498,6 +527,23 @@ QString configText(const Model& model)
     text += QStringLiteral("\n# What the tables hold per account beyond them.\n");
     text += directoryHead(QStringLiteral("/"), {}) + directoryBody({}, false, {});
     text += userSections(model.accounts);
+
+    // Ratios: mod_ratio asks mod_sql for a session's terms and counts, and spins for ever
+    // when nothing answers. The four names mod_sql is given here make each of its queries
+    // (the SELECT of terms or counts, the UPDATE of counts after a transfer) one that
+    // touches no row: the comment ends what mod_sql appends. So the counts stay the
+    // session's own and the terms come from the UserRatio lines. mod_ratio looks them up by
+    // name among every UserRatio line, those of other accounts' sections too, so each line
+    // names its account and stands outside them.
+    for (const char* directive : {"SQLRatioStats", "SQLRatios"})
+        text += QLatin1String(directive) + QStringLiteral(" \"ratio_up = 0 FROM users AS spare WHERE 1 = 0 --\" 0 0 0\n");
+    for (const Account& account : model.accounts) {
+        if (!account.ratio || !isConfigurableName(account.name))
+            continue;
+        const Ratio& ratio = *account.ratio;
+        const QString terms = QStringLiteral("%1 %2").arg(ratio.rate).arg(ratio.credit);
+        text += QLatin1String("UserRatio ") + word(account.name) + (ratio.bytes ? QLatin1String(" 0 0 ") + terms : QLatin1Char(' ') + terms + QLatin1String(" 0 0")) + QLatin1Char('\n');
+    }
     return text;
 }
 
@@ -545,7 +591,7 @@ std::optional<Model> readModel(Database& database, const QString& connectionStri
 
     Rows users = database.select(QStringLiteral(
         "SELECT username, hide_hidden_files, one_login_per_ip, max_logins_per_ip, speed_limit_value, timeout, "
-        "session_timeout, max_concurrent, login_msg_file FROM users"));
+        "session_timeout, max_concurrent, login_msg_file, ratio_type, ratio_up, ratio_down, ratio_current_credit FROM users"));
     if (!users.isValid()) {
         *error = database.lastError();
         return std::nullopt;
@@ -570,6 +616,8 @@ std::optional<Model> readModel(Database& database, const QString& connectionStri
         const double speed = users.text(QStringLiteral("speed_limit_value")).trimmed().toDouble(&ok);
         account.kilobytesPerSecond = ok && std::isfinite(speed) && speed > 0 ? speed : 0;
         account.loginMessageFile = users.text(QStringLiteral("login_msg_file"));
+        account.ratio = readRatio(users.text(QStringLiteral("ratio_type")), number(users, "ratio_up"), number(users, "ratio_down"),
+                                  number(users, "ratio_current_credit"));
         byName.insert(account.name, model.accounts.size());
         model.accounts.append(account);
     }

@@ -15,7 +15,7 @@ class Database;
 // accounts, passwords and the disable flag at each log-in, mod_wrap2_sql the IP
 // rules, mod_quotatab_sql the quota and its tally; what no module reads from the
 // tables (directory rights, time-outs, speed and session limits, the log-in message,
-// hidden files) is written out in sections shared by the accounts that need them, so
+// hidden files, ratios) is written out in sections shared by the accounts that need them, so
 // the file has to be written again whenever the accounts change.
 namespace proftpd {
 
@@ -24,6 +24,16 @@ struct DirectoryEntry
     QString directory;
     QString rights;
     bool inherit = false;
+};
+
+// An upload/download ratio in mod_ratio's terms: a rate r >= 1 lets each upload earn r
+// downloads, r = -n lets n uploads earn one; the credit is what the session starts with.
+// Files and bytes are counted apart, the bytes in kilobytes.
+struct Ratio
+{
+    bool bytes = false;
+    int rate = 0;
+    int credit = 0;
 };
 
 // One account's values that become configuration, already in ProFTPD's units.
@@ -38,6 +48,7 @@ struct Account
     qint64 maxSessionsPerAddress = 0;  // 0: no limit
     QString loginMessageFile;
     bool hideHiddenFiles = false;
+    std::optional<Ratio> ratio;        // none: downloads are not held to uploads
 };
 
 struct Model
@@ -59,6 +70,11 @@ struct Model
 // stands, "net/mask" for blocks and "*" parts, ALL for a rule of "*" parts alone,
 // and an empty text for a rule that matches no address.
 QString wrapToken(const QString& rule);
+
+// The ratio the stored columns set, as the ratio dialog writes them (kind, uploads,
+// downloads, credit in files or bytes), or none: no kind, or a side below one. A ratio
+// mod_ratio cannot express in whole numbers is rounded towards fewer downloads.
+std::optional<Ratio> readRatio(const QString& kind, double uploads, double downloads, double credit);
 
 // The ProFTPD commands a rights text allows, and all the commands the rights decide.
 QStringList allowedCommands(const QString& rights);

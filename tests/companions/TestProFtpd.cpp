@@ -19,7 +19,8 @@ namespace {
 // One thing a client tries, and whether the server must allow it.
 struct Attempt
 {
-    // login, retr, list, stor, appe, DELE, MKD, RMD; retr2 (two files in one session),
+    // login, retr, list, stor, appe, DELE, MKD, RMD; retr2 (files in one session), earn (an
+    // upload of the first path, then downloads of the others, in one session),
     // slow (a retrieval that takes three seconds or more), second (a log-in while one
     // is held), greeting (the log-in reply holds the path's text), idle (the server
     // ends a silent session within 75 s), tally (quota_current holds the path's number)
@@ -99,8 +100,12 @@ class TestProFtpd : public QObject
         QStringList more{QStringLiteral("--interface"), a.from, QStringLiteral("--ftp-method"), QStringLiteral("nocwd")};
         if (a.action == QLatin1String("retr") || a.action == QLatin1String("slow")) {
             more << url << QStringLiteral("--output") << QStringLiteral("/dev/null");
-        } else if (a.action == QLatin1String("retr2")) {
-            for (const QString& path : a.path.split(QLatin1Char('|')))
+        } else if (a.action == QLatin1String("retr2") || a.action == QLatin1String("earn")) {
+            QStringList paths = a.path.split(QLatin1Char('|'));
+            if (a.action == QLatin1String("earn"))
+                more << QStringLiteral("-T") << gatewicktest::writeFile(rig.env.path(QStringLiteral("upload.txt")), "more\n")
+                     << rig.server.url(QLatin1Char('/') + paths.takeFirst());
+            for (const QString& path : paths)
                 more << rig.server.url(QLatin1Char('/') + path) << QStringLiteral("--output") << QStringLiteral("/dev/null");
         } else if (a.action == QLatin1String("list")) {
             more << QStringLiteral("--list-only") << url;
@@ -203,6 +208,11 @@ private slots:
             {"one per address", {update("max_concurrent = 3, max_logins_per_ip = 1")}, {refuse("second")}},
             {"one login per address", {update("max_concurrent = 3, max_logins_per_ip = 0, one_login_per_ip = 1")}, {refuse("second")}},
             {"log-in message", {update("login_msg_file = '{home}/welcome.txt'")}, {allow("greeting", "Welcome to Quillmere")}},
+            // Ratios: an upload earns two downloads; a credit of 40 KB lets 40 KB be read.
+            {"ratio of files", {entry({}, "RWL", 1), update("ratio_type = 'FilesPerSession', ratio_up = 1, ratio_down = 2, ratio_current_credit = 0")},
+             {refuse("retr", "f.txt"), allow("earn", "e1.txt|f.txt|sub/s.txt"), refuse("earn", "e2.txt|f.txt|sub/s.txt|sub/deep/d.txt")}},
+            {"ratio of bytes", {entry({}, "RL", 1), update("ratio_type = 'BytesOverall', ratio_up = 1, ratio_down = 1, ratio_current_credit = 40960")},
+             {allow("retr", "big.bin"), refuse("retr2", "big.bin|big.bin")}},
         };
         for (TestEngine engine : {TestEngine::Sqlite, TestEngine::PostgreSql}) {
             for (const auto& [name, setup, attempts] : rows) {

@@ -60,6 +60,36 @@ private slots:
         QCOMPARE(proftpd::wrapToken(rule), token);
     }
 
+    // The ratio dialog's columns in mod_ratio's whole numbers: "none", or kind, rate and credit.
+    void ratiosReadAsTheRatioDialogWritesThem_data()
+    {
+        QTest::addColumn<QString>("kind");
+        QTest::addColumn<double>("uploads");
+        QTest::addColumn<double>("downloads");
+        QTest::addColumn<double>("credit");
+        QTest::addColumn<QString>("terms");
+        QTest::newRow("files, two per upload") << "FilesPerSession" << 1.0 << 2.0 << 1.0 << "files 2 1";
+        QTest::newRow("bytes, credit in kilobytes") << " bytesoverall " << 1.0 << 1.0 << 40960.0 << "bytes 1 40";
+        QTest::newRow("3:2, two uploads per download") << "FilesOverall" << 3.0 << 2.0 << 0.0 << "files -2 0";
+        QTest::newRow("2:3, one download per upload") << "FilesPerSession" << 2.0 << 3.0 << -5.0 << "files 1 0";
+        QTest::newRow("credit beyond a whole number") << "BytesPerSession" << 1.0 << 1e300 << 1e300 << "bytes 2147483647 2147483647";
+        QTest::newRow("no kind") << "" << 1.0 << 1.0 << 0.0 << "none";
+        QTest::newRow("unknown kind") << "files" << 1.0 << 1.0 << 0.0 << "none";
+        QTest::newRow("no uploads") << "FilesPerSession" << 0.0 << 1.0 << 0.0 << "none";
+        QTest::newRow("downloads not a number") << "FilesPerSession" << 1.0 << qQNaN() << 0.0 << "none";
+    }
+    void ratiosReadAsTheRatioDialogWritesThem()
+    {
+        QFETCH(QString, kind);
+        QFETCH(double, uploads);
+        QFETCH(double, downloads);
+        QFETCH(double, credit);
+        QFETCH(QString, terms);
+        const auto ratio = proftpd::readRatio(kind, uploads, downloads, credit);
+        const QString read = ratio ? QStringLiteral("%1 %2 %3").arg(ratio->bytes ? "bytes" : "files").arg(ratio->rate).arg(ratio->credit) : QStringLiteral("none");
+        QCOMPARE(read, terms);
+    }
+
     void eachAccountGetsItsFolders_data()
     {
         QTest::addColumn<QString>("name");
